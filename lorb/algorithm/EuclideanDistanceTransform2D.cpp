@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
+#include <limits>
+#include <new>
 
 namespace lorb {
 
@@ -16,8 +18,8 @@ EuclideanDistanceTransform2D::SqrtLookUpTable::~SqrtLookUpTable() {
 void EuclideanDistanceTransform2D::SqrtLookUpTable::init(int n) {
   if (maxIndex >= n) return;
   // The entry count of the largest int wraps to a negative number, which no array can have.
-  int const count = static_cast<int>(static_cast<unsigned>(n) + 1U);
-  float* const grown = new float[static_cast<std::size_t>(count)];
+  if (n == std::numeric_limits<int>::max()) throw std::bad_array_new_length();
+  float* const grown = new float[static_cast<std::size_t>(n) + 1];
   std::copy_n(values, maxIndex + 1, grown);
   for (int k = maxIndex + 1; k <= n; ++k) grown[k] = std::sqrt(static_cast<float>(k));
   delete[] values;

@@ -1,14 +1,19 @@
 #pragma once
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
+#include <lorb/algorithm/SignedSlice.h>
+#include <lorb/algorithm/voxelRows.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <vector>
 
 /// Rows of slices in plain buffers: the one place where element type and plane of a slice matter.
-/// Each function works on the positions (begin, j) to (begin + count − 1, j) of the view's slice.
 namespace lorb::rows {
 
 using Transform = EuclideanDistanceTransform2D;
+
+// --- rows of one slice: positions (begin, j) to (begin + count − 1, j) -------------------------------
 
 /// A row of a generic dataset is read and written by one library call, which checks its position once.
 template <Transform::PlaneOrientationE Plane>
@@ -16,8 +21,8 @@ void get(Transform::GenericSlice<Plane> const& view, int j, int begin, int count
   view.dataset->getRow(view.moveTo(begin, j), Transform::axesOf(Plane).i, count, values);
 }
 
-template <Transform::PlaneOrientationE Plane>
-void set(Transform::GenericSlice<Plane> const& view, int j, int begin, int count, float const* values) {
+template <Transform::PlaneOrientationE Plane, class T>
+void set(Transform::GenericSlice<Plane> const& view, int j, int begin, int count, T const* values) {
   view.dataset->setRow(view.moveTo(begin, j), Transform::axesOf(Plane).i, count, values);
 }
 
@@ -26,16 +31,16 @@ void set(Transform::TypedSlice<Plane, Volume> const& view, int j, int begin, int
   for (int k = 0; k < count; ++k) view.set(begin + k, j, values[k]);
 }
 
-/// inside[k] = 1 where the voxel's value is greater than zero, 0 elsewhere, NaN included.
+/// inside[k] is 1 where the voxel's value is greater than zero, 0 elsewhere, NaN included.
 template <Transform::PlaneOrientationE Plane>
 void getInside(Transform::GenericSlice<Plane> const& view, int j, int begin, int count,
                std::uint8_t* inside) {
-  constexpr int block = 256;
+  constexpr int block = 512;
   float values[block];
   for (int done = 0; done < count; done += block) {
-    int const length = count - done < block ? count - done : block;
+    int const length = std::min(count - done, block);
     get(view, j, begin + done, length, values);
-    for (int k = 0; k < length; ++k) inside[done + k] = values[k] > 0.0F;
+    voxel_rows::flagFunctions<float>().along(values, 0, static_cast<std::size_t>(length), inside + done);
   }
 }
 
@@ -43,6 +48,118 @@ template <Transform::PlaneOrientationE Plane, class Volume>
 void getInside(Transform::TypedSlice<Plane, Volume> const& view, int j, int begin, int count,
                std::uint8_t* inside) {
   for (int k = 0; k < count; ++k) inside[k] = view.get(begin + k, j) > 0;
+}
+
+// --- rows of a slab: several slices side by side -----------------------------------------------------
+
+/// How many slices are worked on together, so that memory is read and written in longer pieces than the
+/// row of one slice: the rows of neighbouring XZ slices follow each other, and those of YZ slices share
+/// their cache lines.
+template <class View>
+constexpr int slabSize = 1;
+template <class Volume>
+constexpr int slabSize<Transform::TypedSlice<Transform::planeXZ, Volume>> = 8;
+template <class Volume>
+constexpr int slabSize<Transform::TypedSlice<Transform::planeYZ, Volume>> =
+    static_cast<int>(voxel_rows::maxAcross);
+
+/// Where a row of every slice of a slab passes through.
+struct SlabBuffers {
+  SlabBuffers(int width, int slices)
+      : rowLength((static_cast<std::size_t>(width) + voxel_rows::maxAcross - 1) / voxel_rows::maxAcross *
+                  voxel_rows::maxAcross),
+        flags(rowLength * static_cast<std::size_t>(slices)),
+        values(rowLength * static_cast<std::size_t>(slices)) {}
+
+  std::size_t rowLength;
+  std::vector<std::uint8_t> flags;
+  std::vector<float> values;
+};
+
+/// Address of a volume's first voxel; of `bool` volumes, of the word that holds it.
+template <class T>
+void const* firstVoxel(TImageDataset<T, 3> const& volume) {
+  if constexpr (std::is_same_v<T, bool>) {
+    return volume.pages[0].data.begin()._M_p;
+  } else {
+    return volume.pages[0].data.data();
+  }
+}
+
+/// Hands row `j` of the slices from `view.slice` on to `slices`.
+template <Transform::PlaneOrientationE Plane>
+void enter(Transform::GenericSlice<Plane> const& view, int j, std::vector<SignedSlice>& slices, int count,
+           SlabBuffers& buffers) {
+  Transform::GenericSlice<Plane> row = view;
+  for (int s = 0; s < count; ++s, ++row.slice) {
+    getInside(row, j, 0, view.width, buffers.flags.data());
+    slices[static_cast<std::size_t>(s)].enterRow(j, buffers.flags.data());
+  }
+}
+
+template <Transform::PlaneOrientationE Plane, class T>
+void enter(Transform::TypedSlice<Plane, TImageDataset<T, 3> const> const& view, int j,
+           std::vector<SignedSlice>& slices, int count, SlabBuffers& buffers) {
+  auto const width = static_cast<std::size_t>(view.width);
+  void const* const base = firstVoxel(*view.dataset);
+  if constexpr (Plane == Transform::planeYZ) {
+    voxel_rows::flagFunctions<T>().across(base, view.index(0, j), view.dataset->pages[0].extents[0], width,
+                                          static_cast<std::size_t>(count), buffers.flags.data(),
+                                          buffers.rowLength);
+    for (std::size_t s = 0; s < static_cast<std::size_t>(count); ++s) {
+      slices[s].enterRow(j, buffers.flags.data() + s * buffers.rowLength);
+    }
+  } else {
+    auto row = view;
+    for (int s = 0; s < count; ++s, ++row.slice) {
+      SignedSlice& slice = slices[static_cast<std::size_t>(s)];
+      if constexpr (std::is_same_v<T, unsigned char>) {
+        slice.enterRow(j, static_cast<unsigned char const*>(base) + row.index(0, j));  // values are flags
+      } else {
+        voxel_rows::flagFunctions<T>().along(base, row.index(0, j), width, buffers.flags.data());
+        slice.enterRow(j, buffers.flags.data());
+      }
+    }
+  }
+}
+
+/// Writes row `j` of the slices from `view.slice` on; `solve(s, values)` provides that of slice s.
+template <Transform::PlaneOrientationE Plane, class Solve>
+void leave(Transform::GenericSlice<Plane> const& view, int j, int count, SlabBuffers& buffers, Solve solve) {
+  Transform::GenericSlice<Plane> row = view;
+  for (int s = 0; s < count; ++s, ++row.slice) {
+    solve(s, buffers.values.data());
+    set(row, j, 0, view.width, buffers.values.data());
+  }
+}
+
+template <Transform::PlaneOrientationE Plane, class Solve>
+void leave(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const& view, int j, int count,
+           SlabBuffers& buffers, Solve solve) {
+  float* const base = view.dataset->pages[0].data.data();
+  if constexpr (Plane == Transform::planeYZ) {
+    for (int s = 0; s < count; ++s)
+      solve(s, buffers.values.data() + static_cast<std::size_t>(s) * buffers.rowLength);
+    voxel_rows::storeAcross(buffers.values.data(), buffers.rowLength, static_cast<std::size_t>(view.width),
+                            static_cast<std::size_t>(count), base + view.index(0, j),
+                            view.dataset->pages[0].extents[0]);
+  } else {
+    auto row = view;
+    for (int s = 0; s < count; ++s, ++row.slice) solve(s, base + row.index(0, j));
+  }
+}
+
+// --- what a slice is fit for -------------------------------------------------------------------------
+
+/// Whether a float comes back from the slice with the bits it was written with.
+template <Transform::PlaneOrientationE Plane>
+bool keepsFloats(Transform::GenericSlice<Plane> const& view) {
+  return view.dataset->getElementType() >= elementFloat;
+}
+
+template <Transform::PlaneOrientationE Plane>
+bool keepsFloats(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const&) {
+  return true;
 }
 
 }  // namespace lorb::rows

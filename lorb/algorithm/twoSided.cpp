@@ -1,11 +1,13 @@
 // The two kernels that turn one slice into signed distances, and the drivers that run them over slices.
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
+#include <lorb/algorithm/SignedSlice.h>
 #include <lorb/algorithm/passes.h>
 #include <lorb/algorithm/sliceRows.h>
 
 #include <algorithm>
 #include <memory>
+#include <vector>
 
 namespace lorb {
 namespace {
@@ -87,22 +89,20 @@ void rowPass(sliceXY const& scratch, int width, int height, float const* squareR
   }
 }
 
-/// A slice without a boundary: −N when its first voxel is inside, +N when it is outside.
-template <class In, class Out>
-void fillSlice(In const& in, Out const& out) {
+/// What a slice without a boundary holds: −N when its first voxel is inside, +N when it is outside.
+template <class In>
+float fillValue(In const& in) {
   std::uint8_t inside = 0;
   rows::getInside(in, 0, 0, 1, &inside);
   auto const diagonal = static_cast<unsigned>(squaredDiagonal(in.width, in.height));
-  auto const value = static_cast<float>(static_cast<int>(inside ? 0U - diagonal : diagonal));
+  return static_cast<float>(static_cast<int>(inside ? 0U - diagonal : diagonal));
+}
 
-  float values[256];
-  std::fill(std::begin(values), std::end(values), value);
-  constexpr int block = 256;
-  for (int j = 0; j < out.height; ++j) {
-    for (int begin = 0; begin < out.width; begin += block) {
-      rows::set(out, j, begin, std::min(block, out.width - begin), values);
-    }
-  }
+template <class Out>
+void fillSlice(Out const& out, float value) {
+  if (out.width < 1) return;
+  std::vector<float> const row(static_cast<std::size_t>(out.width), value);
+  for (int j = 0; j < out.height; ++j) rows::set(out, j, 0, out.width, row.data());
 }
 
 /// The work slice that both kernels share, large enough for the slices of `in`.
@@ -125,15 +125,96 @@ class Scratch {
   Dataset dataset_;
 };
 
+/// One slice by the two kernels: for every shape, and for outputs that round what is written to them.
 template <class In, class Out>
-void computeSlice(EuclideanDistanceTransform2D& transform, In const& in, sliceXY const& scratch,
-                  Out const& out) {
+void computeByKernels(EuclideanDistanceTransform2D& transform, In const& in, sliceXY const& scratch,
+                      Out const& out) {
   // A slice without voxels has no first voxel to look at and nothing to write.
   if (in.width < 1 || in.height < 1) return;
   if (transform.twoSidedIn(in, scratch, out)) {
     transform.twoSidedOut(out, scratch);
   } else {
-    fillSlice(in, out);
+    fillSlice(out, fillValue(in));
+  }
+}
+
+/// Several slices at once with vector units, both sides in one go.
+template <class In, class Out>
+class Slab {
+ public:
+  static bool canHold(In const& in, Out const& out) {
+    return in.width == out.width && in.height == out.height && rows::keepsFloats(out) &&
+           SignedSlice::canHold(in.width, in.height);
+  }
+
+  /// Up to `end`, as many slices together as pay.
+  Slab(EuclideanDistanceTransform2D const& transform, In const& in, Out const& out, int end)
+      : size_(slabSize(in, out, end)), buffers_(in.width, size_) {
+    slices_.reserve(static_cast<std::size_t>(size_));
+    for (int s = 0; s < size_; ++s) slices_.emplace_back(in.width, in.height, transform.sqrtTable.values);
+  }
+
+  /// The slices from `in.slice` on; returns how many, not more than up to `end`.
+  int compute(In const& in, Out const& out, int end) {
+    int const count = std::min(size_, end - in.slice);
+    std::vector<float> fill(static_cast<std::size_t>(count));
+    auto row = in;
+    for (float& value : fill) {
+      value = fillValue(row);
+      ++row.slice;
+    }
+
+    // 1: all rows in, downwards
+    for (SignedSlice& slice : slices_) slice.restart();
+    for (int j = 0; j < in.height; ++j) rows::enter(in, j, slices_, count, buffers_);
+
+    // 2: all rows out, upwards
+    for (int j = in.height; j-- > 0;) {
+      rows::leave(out, j, count, buffers_, [&](int s, float* values) {
+        SignedSlice& slice = slices_[static_cast<std::size_t>(s)];
+        if (slice.hasBoundary()) return slice.leaveRow(j, values);
+        voxel_rows::fill(values, static_cast<std::size_t>(in.width), fill[static_cast<std::size_t>(s)]);
+      });
+    }
+    return count;
+  }
+
+  /// Leaves in `scratch` what the kernel that ran last on slice `s` of the slab would have left.
+  void leaveColumnDistances(int s, sliceXY const& scratch) {
+    SignedSlice& slice = slices_[static_cast<std::size_t>(s)];
+    if (!slice.hasBoundary()) {
+      for (int j = scratch.height; j-- > 0;) slice.completeRow(j);
+    }
+    for (int j = 0; j < scratch.height; ++j) {
+      rows::set(scratch, j, 0, scratch.width, slice.columnDistances(j, !slice.hasBoundary()));
+    }
+  }
+
+ private:
+  static int slabSize(In const& in, Out const& out, int end) {
+    // Slices of one volume that end up in others' places must be seen to do so one after the other.
+    bool const overlapping = static_cast<void const*>(in.dataset) == out.dataset && in.slice != out.slice;
+    return overlapping ? 1 : std::min(rows::slabSize<Out>, end - in.slice);
+  }
+
+  int size_;
+  rows::SlabBuffers buffers_;
+  std::vector<SignedSlice> slices_;
+};
+
+/// The slices from `in.slice` up to `end`, `out.slice` advancing in step.
+template <class In, class Out>
+void computeSlices(EuclideanDistanceTransform2D& transform, In in, sliceXY const& scratch, Out out, int end) {
+  if (in.slice < end && Slab<In, Out>::canHold(in, out)) {
+    Slab<In, Out> slab(transform, in, out, end);
+    while (in.slice < end) {
+      int const count = slab.compute(in, out, end);
+      in.slice += count;
+      out.slice += count;
+      if (in.slice == end) slab.leaveColumnDistances(count - 1, scratch);
+    }
+  } else {
+    for (; in.slice < end; ++in.slice, ++out.slice) computeByKernels(transform, in, scratch, out);
   }
 }
 
@@ -170,7 +251,7 @@ void EuclideanDistanceTransform2D::computeAllSlicesTwoSided(In in, Out out) {
   Scratch scratch(in);
   sliceXY const view = scratch.view();
   sqrtTable.init(squaredDiagonal(in.width, in.height));
-  for (; in.slice < in.sliceCount; ++in.slice, ++out.slice) computeSlice(*this, in, view, out);
+  computeSlices(*this, in, view, out, in.sliceCount);
 }
 
 template <class In, class Out>
@@ -180,7 +261,7 @@ void EuclideanDistanceTransform2D::computeSingleSliceTwoSided(In in, Out out, in
   sqrtTable.init(squaredDiagonal(in.width, in.height));
   out.slice = slice;
   in.slice = slice;
-  computeSlice(*this, in, view, out);
+  computeSlices(*this, in, view, out, slice + 1);
 }
 
 #define LORB_INSTANCE template LORB_EXPORT

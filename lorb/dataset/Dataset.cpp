@@ -60,14 +60,19 @@ void Dataset::newDataset(DatasetCoordinates const& extents, LORBElementType type
     throw std::invalid_argument("lorb::Dataset: element type code " + std::to_string(type) +
                                 " names no element type");
   }
+  bool empty = false;
   for (int axis = 0; axis < DatasetCoordinates::axisCount; ++axis) {
     if (extents[axis] < 0) {
       throw std::invalid_argument("lorb::Dataset: extents " + toText(extents) + " must not be negative");
     }
+    empty |= extents[axis] == 0;
+  }
+  for (int axis = 0; axis < DatasetCoordinates::axisCount && !empty; ++axis) {
     if (__builtin_mul_overflow(bytes, static_cast<std::size_t>(extents[axis]), &bytes)) {
       throw std::bad_array_new_length();
     }
   }
+  if (empty) bytes = 0;
   storage_.reset(zeroed_ ? new std::byte[bytes]() : new std::byte[bytes]);
   size_ = extents;
   type_ = type;
@@ -94,18 +99,20 @@ void Dataset::setElement(DatasetCoordinates const& position, T value) {
   });
 }
 
-void Dataset::getRow(DatasetCoordinates const& first, int axis, int count, float* values) const {
+template <class T>
+void Dataset::getRow(DatasetCoordinates const& first, int axis, int count, T* values) const {
   if (count < 1) return;
   std::size_t const offset = offsetOfRow(first, axis, count);
   std::ptrdiff_t const stride = strideAlong(axis);
   visitStoredType(type_, [&]<class Stored>(std::type_identity<Stored>) {
     Stored const* row = reinterpret_cast<Stored const*>(storage_.get()) + offset;
     if (stride == 1) return convertElements(row, values, static_cast<std::size_t>(count));
-    for (int k = 0; k < count; ++k) values[k] = convertElement<float>(row[k * stride]);
+    for (int k = 0; k < count; ++k) values[k] = convertElement<T>(row[k * stride]);
   });
 }
 
-void Dataset::setRow(DatasetCoordinates const& first, int axis, int count, float const* values) {
+template <class T>
+void Dataset::setRow(DatasetCoordinates const& first, int axis, int count, T const* values) {
   if (count < 1) return;
   std::size_t const offset = offsetOfRow(first, axis, count);
   std::ptrdiff_t const stride = strideAlong(axis);
@@ -141,10 +148,7 @@ std::ptrdiff_t Dataset::strideAlong(int axis) const {
   return stride;
 }
 
-#define LORB_INSTANTIATE(id, code, T, name)                                 \
-  template LORB_EXPORT T Dataset::getElement<T>(DatasetCoordinates const&); \
-  template LORB_EXPORT void Dataset::setElement<T>(DatasetCoordinates const&, T);
-LORB_FOR_EACH_ELEMENT_TYPE(LORB_INSTANTIATE)
-#undef LORB_INSTANTIATE
+#define LORB_INSTANCE template LORB_EXPORT
+LORB_INSTANTIATE_DATASET
 
 }  // namespace lorb

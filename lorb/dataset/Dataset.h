@@ -61,12 +61,15 @@ class LORB_EXPORT Dataset {
   template <class T>
   void setElement(DatasetCoordinates const& position, T value);
 
-  /// Reads `count` elements from `first` onwards along `axis` (0 to 4) as floats: what as many calls
-  /// of `getElement<float>` would read, with the positions checked once. Nothing for a count below 1.
-  void getRow(DatasetCoordinates const& first, int axis, int count, float* values) const;
+  /// Reads `count` elements from `first` onwards along `axis` (0 to 4): what as many calls of
+  /// `getElement<T>` would read, with the positions checked once. Nothing for a count below 1.
+  /// `T` is `float` or `unsigned int`.
+  template <class T>
+  void getRow(DatasetCoordinates const& first, int axis, int count, T* values) const;
 
-  /// Stores `count` floats from `first` onwards along `axis`; the counterpart of `getRow`.
-  void setRow(DatasetCoordinates const& first, int axis, int count, float const* values);
+  /// Stores `count` values from `first` onwards along `axis`; the counterpart of `getRow`.
+  template <class T>
+  void setRow(DatasetCoordinates const& first, int axis, int count, T const* values);
 
  private:
   std::size_t offsetOf(DatasetCoordinates const& position) const;
@@ -80,10 +83,21 @@ class LORB_EXPORT Dataset {
   std::unique_ptr<std::byte[]> storage_;
 };
 
-#define LORB_EXTERN(id, code, T, name)                                 \
-  extern template T Dataset::getElement<T>(DatasetCoordinates const&); \
-  extern template void Dataset::setElement<T>(DatasetCoordinates const&, T);
-LORB_FOR_EACH_ELEMENT_TYPE(LORB_EXTERN)
-#undef LORB_EXTERN
+// What the library is compiled for. `LORB_INSTANCE` is what each instantiation begins with: here a
+// declaration, in the library's source the definition.
+#define LORB_INSTANTIATE_ELEMENT(id, code, T, name)                  \
+  LORB_INSTANCE T Dataset::getElement<T>(DatasetCoordinates const&); \
+  LORB_INSTANCE void Dataset::setElement<T>(DatasetCoordinates const&, T);
+#define LORB_INSTANTIATE_ROW(T)                                                         \
+  LORB_INSTANCE void Dataset::getRow<T>(DatasetCoordinates const&, int, int, T*) const; \
+  LORB_INSTANCE void Dataset::setRow<T>(DatasetCoordinates const&, int, int, T const*);
+#define LORB_INSTANTIATE_DATASET                       \
+  LORB_FOR_EACH_ELEMENT_TYPE(LORB_INSTANTIATE_ELEMENT) \
+  LORB_INSTANTIATE_ROW(float)                          \
+  LORB_INSTANTIATE_ROW(unsigned int)
+
+#define LORB_INSTANCE extern template
+LORB_INSTANTIATE_DATASET
+#undef LORB_INSTANCE
 
 }  // namespace lorb

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <type_traits>
@@ -11,12 +12,24 @@
 
 namespace lorb {
 
+/// Rounds to nearest, ties to even, in additions that compilers turn into vectors on any machine: beside
+/// this number there is no room for a fraction.
+template <class From>
+inline From roundToEven(From value) {
+  constexpr From noFraction = static_cast<From>(std::uint64_t{1} << (std::numeric_limits<From>::digits - 1));
+  From const magnitude = std::fabs(value);
+  From const rounded = std::copysign((magnitude + noFraction) - noFraction, value);
+  return magnitude < noFraction ? rounded : value;
+}
+
 /// The family's one rule of numeric conversion between element types:
 ///
 /// - floating to integer: rounds to nearest, ties to even; saturates at the target's limits; NaN is 0
 /// - integer to integer: saturates
 /// - to `bool`: anything but zero is true, NaN included; from `bool`: true is 1
 /// - to floating: rounds to nearest; what is too large becomes infinite
+///
+/// Selections rather than branches, so that loops over it become vectors.
 template <class To, class From>
 inline To convertElement(From value) {
   if constexpr (std::is_same_v<To, From>) {
@@ -26,15 +39,25 @@ inline To convertElement(From value) {
   } else if constexpr (std::is_floating_point_v<To> || std::is_same_v<From, bool>) {
     return static_cast<To>(value);
   } else if constexpr (std::is_floating_point_v<From>) {
-    // 2 to the number of value bits is exact in every floating type, unlike the limit below it.
-    From const limit = std::ldexp(From(1), std::numeric_limits<To>::digits);
-    From const rounded = std::nearbyint(value);
-    if (rounded >= limit) return std::numeric_limits<To>::max();
-    if (rounded <= (std::is_signed_v<To> ? -limit : From(0))) return std::numeric_limits<To>::min();
-    return value == value ? static_cast<To>(rounded) : To(0);
+    using limits = std::numeric_limits<To>;
+    // 2 to the number of value bits is exact in every floating type, unlike the largest integer below it.
+    constexpr From above = static_cast<From>(limits::max() / 2 + 1) * 2;
+    constexpr From lowest = static_cast<From>(limits::min());
+    From const rounded = roundToEven(value);
+    bool const fits = rounded < above && rounded > lowest;  // false for NaN
+    To const inRange = static_cast<To>(fits ? rounded : From(0));
+    To const beyond = rounded >= above ? limits::max() : rounded <= lowest ? limits::min() : To(0);
+    return fits ? inRange : beyond;
   } else {
-    if (std::cmp_greater(value, std::numeric_limits<To>::max())) return std::numeric_limits<To>::max();
-    if (std::cmp_less(value, std::numeric_limits<To>::min())) return std::numeric_limits<To>::min();
+    constexpr To least = std::cmp_less(std::numeric_limits<From>::min(), std::numeric_limits<To>::min())
+                             ? std::numeric_limits<To>::min()
+                             : static_cast<To>(std::numeric_limits<From>::min());
+    constexpr To most = std::cmp_greater(std::numeric_limits<From>::max(), std::numeric_limits<To>::max())
+                            ? std::numeric_limits<To>::max()
+                            : static_cast<To>(std::numeric_limits<From>::max());
+    // The limits that both types hold, in the source's type.
+    value = value < static_cast<From>(least) ? static_cast<From>(least) : value;
+    value = value > static_cast<From>(most) ? static_cast<From>(most) : value;
     return static_cast<To>(value);
   }
 }

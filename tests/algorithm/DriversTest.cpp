@@ -1,0 +1,255 @@
+// The drivers that run the kernels over slices and volumes.
+
+#include "tests/ElementTypes.h"
+#include "tests/reference/literalTransform.h"
+#include "tests/reference/volumes.h"
+
+#include <lorb/algorithm/EuclideanDistanceTransform2D.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+using lorb::Dataset;
+using lorb::DatasetCoordinates;
+using lorb::TImageDataset;
+using reference::sameBits;
+using reference::untouchedOutput;
+using Transform = lorb::EuclideanDistanceTransform2D;
+
+template <class Volume>
+bool allEqual(Volume const& volume, float value) {
+  return std::all_of(volume.voxels().begin(), volume.voxels().end(), [&](float v) { return v == value; });
+}
+
+TEST(DriversTest, SlicesWithoutABoundaryHoldTheSquaredDiagonal) {
+  TImageDataset<unsigned char, 3> input({4, 3, 1});
+  TImageDataset<float, 3> output({4, 3, 1});
+  Transform transform;
+  transform.computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, 25.0F));
+  std::fill(input.voxels().begin(), input.voxels().end(), 200);
+  transform.computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, -25.0F));
+}
+
+TEST(DriversTest, TheFirstVoxelGivesTheSignOfTheFill) {
+  // Row 0 is mixed, all below is outside: no boundary, so voxel (0, 0) speaks for the slice.
+  TImageDataset<short, 3> input({2, 3, 1});
+  TImageDataset<float, 3> output({2, 3, 1});
+  Transform transform;
+  input(0, 0, 0) = 5;
+  transform.computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, -13.0F));
+  input(0, 0, 0) = 0;
+  input(1, 0, 0) = 5;
+  transform.computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, 13.0F));
+}
+
+TEST(DriversTest, ASliceOfHeightOneIsFilled) {
+  TImageDataset<int, 3> input({5, 1, 1});
+  TImageDataset<float, 3> output({5, 1, 1});
+  input(2, 0, 0) = 1;
+  Transform transform;
+  transform.computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, 26.0F));
+  input(0, 0, 0) = 1;
+  transform.computeTwoSidedT(&input, &output, 0);
+  EXPECT_TRUE(allEqual(output, -26.0F));
+}
+
+TEST(DriversTest, ANanIsOutsideInTheFillToo) {
+  TImageDataset<double, 3> input({2, 2, 1});
+  TImageDataset<float, 3> output({2, 2, 1});
+  input(0, 0, 0) = std::numeric_limits<double>::quiet_NaN();
+  Transform().computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, 8.0F));
+}
+
+TEST(DriversTest, NoSlicesLeaveTheOutputAloneAndStillGrowTheTable) {
+  TImageDataset<float, 3> input({4, 0, 5});
+  auto output = untouchedOutput({4, 2, 5});
+  Transform transform;
+  transform.setPlane(Transform::planeXZ);
+  transform.computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, 0.25F));
+  EXPECT_EQ(transform.sqrtTable.maxIndex, 41);
+}
+
+TEST(DriversTest, ANegativeSliceCountMeansNoSlices) {
+  TImageDataset<float, 3> input({4, 3, 1});
+  auto output = untouchedOutput({4, 3, 1});
+  Transform transform;
+  transform.computeAllSlicesTwoSided(Transform::CIsliceXY<float>{&input, 4, 3, -2, 0},
+                                     Transform::IsliceXY<float>{&output, 4, 3, 1, 0});
+  EXPECT_TRUE(allEqual(output, 0.25F));
+  EXPECT_EQ(transform.sqrtTable.maxIndex, 25);
+}
+
+TEST(DriversTest, SlicesWithoutVoxelsReceiveNoWrites) {
+  for (reference::Extents const& extents : {reference::Extents{0, 3, 2}, {3, 0, 2}}) {
+    TImageDataset<float, 3> input(extents);
+    TImageDataset<float, 3> output(extents);
+    Transform transform;
+    transform.computeTwoSidedT(&input, &output);
+    transform.computeTwoSidedT(&input, &output, 1);
+    EXPECT_EQ(transform.sqrtTable.maxIndex, 9);
+  }
+}
+
+TEST(DriversTest, UnknownPlanesLeaveTheOutputAlone) {
+  TImageDataset<float, 3> input({4, 3, 2});
+  auto output = untouchedOutput({4, 3, 2});
+  Transform transform;
+  for (int const plane : {7, 3, -1}) {
+    transform.setPlane(static_cast<Transform::PlaneOrientationE>(plane));
+    transform.computeTwoSidedT(&input, &output);
+    transform.computeTwoSidedT(&input, &output, 1);
+    EXPECT_TRUE(allEqual(output, 0.25F));
+  }
+  EXPECT_EQ(transform.sqrtTable.maxIndex, -1) << "nothing was prepared";
+}
+
+TEST(DriversTest, NullVolumesAreIgnoredByTheWholeVolumeDriver) {
+  TImageDataset<float, 3> volume({4, 3, 2});
+  TImageDataset<float, 3>* const none = nullptr;
+  Transform transform;
+  transform.computeTwoSidedT<float>(none, &volume);
+  transform.computeTwoSidedT<float>(&volume, none);
+  EXPECT_TRUE(allEqual(volume, 0.0F));
+}
+
+TEST(DriversTest, OneSliceLeavesTheOthersAlone) {
+  TImageDataset<float, 3> input({3, 3, 3});
+  for (std::uint64_t z = 0; z < 3; ++z) input(1, 1, z) = 1;
+  auto output = untouchedOutput({3, 3, 3});
+  Transform().computeTwoSidedT(&input, &output, 1);
+  EXPECT_EQ(output(1, 1, 0), 0.25F);
+  EXPECT_EQ(output(1, 1, 1), -1.0F);
+  EXPECT_EQ(output(1, 1, 2), 0.25F);
+}
+
+TEST(DriversTest, TheTableKeepsItsLargestSize) {
+  TImageDataset<unsigned char, 3> large({512, 512, 1});
+  TImageDataset<float, 3> largeMap({512, 512, 1});
+  TImageDataset<unsigned char, 3> small({64, 64, 1});
+  TImageDataset<float, 3> smallMap({64, 64, 1});
+  Transform transform;
+  transform.computeTwoSidedT(&large, &largeMap);
+  float const* const values = transform.sqrtTable.values;
+  EXPECT_EQ(transform.sqrtTable.maxIndex, 524288);
+  transform.computeTwoSidedT(&small, &smallMap);
+  EXPECT_EQ(transform.sqrtTable.maxIndex, 524288);
+  EXPECT_EQ(transform.sqrtTable.values, values);
+}
+
+TEST(DriversTest, AllSlicesStartAtTheViewsSliceAndKeepTheCallersViews) {
+  TImageDataset<float, 3> input({3, 3, 5});
+  for (std::uint64_t z = 0; z < 5; ++z) input(1, 1, z) = 1;
+  auto output = untouchedOutput({3, 3, 5});
+  Transform::CIsliceXY<float> const in{&input, 3, 3, 4, 2};
+  Transform::IsliceXY<float> const out{&output, 3, 3, 1, 1};  // its slice count is not looked at
+  Transform().computeAllSlicesTwoSided(in, out);
+  EXPECT_EQ(in.slice, 2);
+  EXPECT_EQ(out.slice, 1);
+  float const expected[] = {0.25F, -1.0F, -1.0F, 0.25F, 0.25F};
+  for (std::uint64_t z = 0; z < 5; ++z) EXPECT_EQ(output(1, 1, z), expected[z]) << z;
+}
+
+TEST(DriversTest, ALaterSliceSeesWhatAnEarlierOneWroteIntoTheSameVolume) {
+  for (auto const plane : {Transform::planeXY, Transform::planeXZ, Transform::planeYZ}) {
+    std::mt19937 random(5);
+    reference::Extents const extents = {9, 9, 9};
+    auto const start = reference::volumeFromMask<float>(
+        extents, reference::randomMask(729, reference::Filling::half, random), random);
+    // Slice k goes to slice k + 1, which is the next one's input.
+    auto expected = start;
+    for (int k = 0; k < 8; ++k) {
+      auto shifted = expected;
+      reference::literalTransform(expected, shifted, plane, k);
+      for (int j = 0; j < 9; ++j) {
+        for (int i = 0; i < 9; ++i) {
+          std::uint64_t x = 0, y = 0, z = 0;
+          reference::place(plane, i, j, k, x, y, z);
+          float const value = shifted(x, y, z);
+          reference::place(plane, i, j, k + 1, x, y, z);
+          expected(x, y, z) = value;
+        }
+      }
+    }
+    auto volume = start;
+    Transform transform;
+    if (plane == Transform::planeXY) {
+      transform.computeAllSlicesTwoSided(Transform::CIsliceXY<float>{&volume, 9, 9, 8, 0},
+                                         Transform::IsliceXY<float>{&volume, 9, 9, 9, 1});
+    } else if (plane == Transform::planeXZ) {
+      transform.computeAllSlicesTwoSided(Transform::CIsliceXZ<float>{&volume, 9, 9, 8, 0},
+                                         Transform::IsliceXZ<float>{&volume, 9, 9, 9, 1});
+    } else {
+      transform.computeAllSlicesTwoSided(Transform::CIsliceYZ<float>{&volume, 9, 9, 8, 0},
+                                         Transform::IsliceYZ<float>{&volume, 9, 9, 9, 1});
+    }
+    EXPECT_TRUE(sameBits(volume, expected)) << "plane " << plane;
+  }
+}
+
+TEST(DriversTest, ALargerOutputIsFilledWholeAndOtherwiseWrittenWhereTheInputReaches) {
+  TImageDataset<float, 3> input({3, 3, 1});
+  auto output = untouchedOutput({4, 5, 1});
+  Transform().computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, 18.0F)) << "the bound follows the input, the fill the output";
+}
+
+TEST(DriversTest, GenericDatasetsThrowOutsideAndKeepFinishedSlices) {
+  Dataset input(true);
+  Dataset output(true);
+  reference::shape(input, {3, 3, 4}, lorb::elementUInt8);
+  reference::shape(output, {3, 3, 2}, lorb::elementFloat);
+  for (int z = 0; z < 4; ++z) input.setElement<int>({1, 1, z, 0, 0}, 1);
+  Transform transform;
+  EXPECT_THROW(transform.computeTwoSided(&input, &output), std::out_of_range);
+  for (int z = 0; z < 2; ++z) EXPECT_EQ(output.getElement<float>({1, 1, z, 0, 0}), -1.0F);
+  EXPECT_THROW(transform.computeTwoSided(static_cast<Dataset const*>(&input), &output, 4), std::out_of_range);
+  EXPECT_THROW(transform.computeTwoSided(static_cast<Dataset const*>(&input), &output, -1),
+               std::out_of_range);
+}
+
+TEST(DriversTest, AWrappedBoundIsUsedAsItIs) {
+  // 65 536² wraps to 0 in 32 bits: N = 0 + 1.
+  TImageDataset<bool, 3> input({65536, 1, 1});
+  TImageDataset<float, 3> output({65536, 1, 1});
+  Transform transform;
+  transform.computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, 1.0F));
+  // 50 000² + 1 is above 2³¹ − 1: the bound is negative, the fill of outside voxels too, no table.
+  TImageDataset<bool, 3> wide({50000, 1, 1});
+  TImageDataset<float, 3> wideMap({50000, 1, 1});
+  transform.computeTwoSidedT(&wide, &wideMap);
+  EXPECT_TRUE(allEqual(wideMap, static_cast<float>(static_cast<int>(2500000001U))));
+  EXPECT_EQ(transform.sqrtTable.maxIndex, 1);
+}
+
+template <class T>
+class DriversPerTypeTest : public testing::Test {};
+TYPED_TEST_SUITE(DriversPerTypeTest, lorb::test::ElementTypes, lorb::test::ElementTypeNames);
+
+TYPED_TEST(DriversPerTypeTest, OnlyValuesAboveZeroAreInside) {
+  using limits = std::numeric_limits<TypeParam>;
+  auto const fillOf = [](TypeParam value) {
+    TImageDataset<TypeParam, 3> input({1, 1, 1});
+    input.pages[0].data[0] = value;
+    TImageDataset<float, 3> output({1, 1, 1});
+    Transform().computeTwoSidedT(&input, &output);
+    return output.voxels()[0];
+  };
+  EXPECT_EQ(fillOf(limits::max()), -2.0F);
+  EXPECT_EQ(fillOf(limits::is_integer ? TypeParam(1) : limits::denorm_min()), -2.0F);
+  EXPECT_EQ(fillOf(TypeParam(0)), 2.0F);
+  float const ofLowest = std::is_signed_v<TypeParam> ? 2.0F : fillOf(TypeParam(0));
+  EXPECT_EQ(fillOf(limits::lowest()), ofLowest);
+}
+
+}  // namespace

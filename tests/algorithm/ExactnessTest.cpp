@@ -1,0 +1,304 @@
+// The whole transform against the literal procedure, against brute force and against itself.
+
+#include "tests/ElementTypes.h"
+#include "tests/reference/bruteForce.h"
+#include "tests/reference/literalTransform.h"
+#include "tests/reference/volumes.h"
+
+#include <lorb/algorithm/EuclideanDistanceTransform2D.h>
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+
+namespace {
+
+using lorb::Dataset;
+using lorb::TImageDataset;
+using reference::Extents;
+using reference::Filling;
+using reference::sameBits;
+using Transform = lorb::EuclideanDistanceTransform2D;
+
+constexpr Transform::PlaneOrientationE allPlanes[] = {Transform::planeYZ, Transform::planeXZ,
+                                                      Transform::planeXY};
+
+// One voxel wide, high or deep; lopsided; powers of two and their neighbours; longer than any block.
+std::vector<Extents> const shapes = {{1, 1, 1},    {1, 7, 5},    {7, 1, 5},    {7, 5, 1},
+                                     {2, 2, 2},    {15, 16, 17}, {31, 33, 3},  {65, 17, 4},
+                                     {3, 64, 63},  {130, 5, 7},  {5, 129, 2},  {257, 9, 3},
+                                     {20, 300, 3}, {2, 3, 511},  {600, 40, 2}, {1100, 3, 2}};
+
+template <class T>
+class ExactnessTest : public testing::Test {};
+TYPED_TEST_SUITE(ExactnessTest, lorb::test::ElementTypes, lorb::test::ElementTypeNames);
+
+/// Calls `f(volume, plane, literal result)` on the full matrix of shapes, fillings and planes.
+template <class T, class F>
+void onEveryVolume(F f) {
+  std::mt19937 random(20250310);
+  for (Extents const& extents : shapes) {
+    for (Filling const filling : reference::allFillings) {
+      auto const mask = reference::randomMask(extents[0] * extents[1] * extents[2], filling, random);
+      auto const volume = reference::volumeFromMask<T>(extents, mask, random);
+      for (auto const plane : allPlanes) {
+        auto expected = reference::untouchedOutput(extents);
+        reference::literalTransform(volume, expected, plane);
+        SCOPED_TRACE(testing::Message() << "plane " << plane << ", filling " << static_cast<int>(filling));
+        f(volume, plane, expected);
+      }
+    }
+  }
+}
+
+TYPED_TEST(ExactnessTest, TypedVolumesEqualTheLiteralProcedure) {
+  Transform transform;
+  onEveryVolume<TypeParam>([&](auto const& volume, auto plane, auto const& expected) {
+    auto output = reference::untouchedOutput(volume.extents);
+    transform.setPlane(plane);
+    transform.computeTwoSided(&volume, &output);
+    EXPECT_TRUE(sameBits(output, expected));
+  });
+}
+
+TYPED_TEST(ExactnessTest, SingleSlicesEqualTheLiteralProcedureAndLeaveTheOthersAlone) {
+  Transform transform;
+  onEveryVolume<TypeParam>([&](auto const& volume, auto plane, auto const&) {
+    int const slices =
+        static_cast<int>(volume.extents[static_cast<std::size_t>(Transform::axesOf(plane).slice)]);
+    for (int const slice : {0, slices / 2, slices - 1}) {
+      auto expected = reference::untouchedOutput(volume.extents);
+      reference::literalTransform(volume, expected, plane, slice);
+      auto output = reference::untouchedOutput(volume.extents);
+      transform.setPlane(plane);
+      transform.computeTwoSided(&volume, &output, slice);
+      EXPECT_TRUE(sameBits(output, expected)) << "slice " << slice;
+    }
+  });
+}
+
+TYPED_TEST(ExactnessTest, GenericDatasetsEqualTheLiteralProcedure) {
+  Transform transform;
+  onEveryVolume<TypeParam>([&](auto const& volume, auto plane, auto const& typedExpected) {
+    Dataset input(true);
+    reference::shape(input, volume.extents, lorb::test::elementTypeOf<TypeParam>);
+    Dataset output(true);
+    reference::shape(output, volume.extents, lorb::elementDouble);
+    reference::forEachVoxel(volume.extents, [&](auto const& position, std::size_t element) {
+      input.setElement<TypeParam>(position, volume.pages[0].data[element]);
+    });
+    transform.setPlane(plane);
+    transform.computeTwoSided(&input, &output);
+    TImageDataset<float, 3> floats(volume.extents);
+    reference::forEachVoxel(volume.extents, [&](auto const& position, std::size_t element) {
+      floats.voxels()[element] = output.getElement<float>(position);
+    });
+    EXPECT_TRUE(sameBits(floats, typedExpected));
+  });
+}
+
+TEST(ExactnessTest, InPlaceEqualsOutOfPlace) {
+  Transform transform;
+  onEveryVolume<float>([&](auto const& volume, auto plane, auto const& expected) {
+    auto output = volume;
+    transform.setPlane(plane);
+    transform.computeTwoSided(&output, &output);
+    EXPECT_TRUE(sameBits(output, expected));
+  });
+}
+
+TEST(ExactnessTest, GenericInPlaceEqualsOutOfPlace) {
+  Transform transform;
+  onEveryVolume<float>([&](auto const& volume, auto plane, auto const& expected) {
+    Dataset data(true);
+    reference::shape(data, volume.extents, lorb::elementFloat);
+    reference::forEachVoxel(volume.extents, [&](auto const& position, std::size_t element) {
+      data.setElement<float>(position, volume.voxels()[element]);
+    });
+    transform.setPlane(plane);
+    transform.computeTwoSided(&data, &data);
+    auto output = volume;
+    reference::forEachVoxel(volume.extents, [&](auto const& position, std::size_t element) {
+      output.voxels()[element] = data.getElement<float>(position);
+    });
+    EXPECT_TRUE(sameBits(output, expected));
+  });
+}
+
+TEST(ExactnessTest, GenericOutputsOfEveryTypeEqualTheLiteralProcedure) {
+  // Integer outputs round the distances, which the second kernel then reads back: the one-slice
+  // computation takes any output type.
+  Extents const extents = {13, 11, 3};
+  std::mt19937 random(7);
+  auto const mask = reference::randomMask(13 * 11 * 3, Filling::half, random);
+  for (auto const type : {
+#define LORB_CODE(id, code, T, name) lorb::element##name,
+           LORB_FOR_EACH_ELEMENT_TYPE(LORB_CODE)
+#undef LORB_CODE
+       }) {
+    for (auto const plane : allPlanes) {
+      Dataset input(true);
+      Dataset output(true);
+      Dataset expected(true);
+      reference::shape(input, extents, lorb::elementInt16);
+      reference::shape(output, extents, type);
+      reference::shape(expected, extents, type);
+      reference::forEachVoxel(extents, [&](auto const& position, std::size_t element) {
+        input.setElement<short>(position, reference::randomValue<short>(mask[element] != 0, random));
+        output.setElement<int>(position, 77);
+        expected.setElement<int>(position, 77);
+      });
+      reference::literalTransform(input, expected, plane, 1);
+      Transform transform;
+      transform.setPlane(plane);
+      transform.computeTwoSided(static_cast<Dataset const*>(&input), &output, 1);
+      reference::forEachVoxel(extents, [&](auto const& position, std::size_t) {
+        EXPECT_EQ(output.getElement<double>(position), expected.getElement<double>(position))
+            << "type " << type;
+      });
+    }
+  }
+}
+
+TEST(ExactnessTest, GenericInputsAreComparedAsFloats) {
+  // Too small for a float: inside for the typed path, outside for the generic one.
+  Dataset input(true);
+  Dataset output(true);
+  reference::shape(input, {3, 3, 1}, lorb::elementDouble);
+  reference::shape(output, {3, 3, 1}, lorb::elementFloat);
+  TImageDataset<double, 3> volume({3, 3, 1});
+  input.setElement<double>({1, 1, 0, 0, 0}, 1e-300);
+  volume(1, 1, 0) = 1e-300;
+  TImageDataset<float, 3> map({3, 3, 1});
+  Transform transform;
+  transform.computeTwoSided(&input, &output);
+  transform.computeTwoSided(&volume, &map);
+  EXPECT_EQ(output.getElement<float>({1, 1, 0, 0, 0}), 18.0F);
+  EXPECT_EQ(map(1, 1, 0), -1.0F);
+}
+
+// --- beyond the whole numbers that single precision holds --------------------------------------------
+
+/// A few inside and outside patches, so that distances become as long as the slice allows.
+template <class T>
+TImageDataset<T, 3> patches(Extents const& extents, unsigned seed, int count) {
+  TImageDataset<T, 3> volume(extents);
+  std::mt19937 random(seed);
+  bool const background = seed % 2 != 0;
+  auto& data = volume.pages[0].data;
+  std::fill(data.begin(), data.end(), static_cast<T>(background));
+  for (int k = 0; k < count; ++k) data[random() % data.size()] = static_cast<T>(!background);
+  return volume;
+}
+
+TEST(ExactnessTest, RoundsLikeTheLiteralProcedureBeyondSinglePrecision) {
+  std::vector<Extents> const large = {
+      {3, 5000, 1}, {5000, 3, 1}, {17, 6001, 1}, {3000, 2900, 1}, {1, 9000, 2}};
+  unsigned seed = 1;
+  for (Extents const& extents : large) {
+    for (int const count : {1, 3, 40}) {
+      ++seed;
+      auto const volume = patches<unsigned char>(extents, seed, count);
+      auto expected = reference::untouchedOutput(extents);
+      auto output = reference::untouchedOutput(extents);
+      reference::literalTransform(volume, expected, 2);
+      Transform transform;
+      transform.computeTwoSided(&volume, &output);
+      EXPECT_TRUE(sameBits(output, expected)) << "seed " << seed;
+    }
+  }
+}
+
+TEST(ExactnessTest, RoundsAlikeOnEveryPlane) {
+  auto const volume = patches<short>({6, 1, 5200}, 4, 3);
+  for (auto const plane : allPlanes) {
+    auto expected = reference::untouchedOutput(volume.extents);
+    auto output = reference::untouchedOutput(volume.extents);
+    reference::literalTransform(volume, expected, plane);
+    Transform transform;
+    transform.setPlane(plane);
+    transform.computeTwoSided(&volume, &output);
+    EXPECT_TRUE(sameBits(output, expected)) << "plane " << plane;
+  }
+}
+
+// --- brute force -------------------------------------------------------------------------------------
+
+bool hasBoundary(std::vector<char> const& mask, int width) {
+  auto const second = mask.begin() + width;
+  return std::find(second, mask.end(), 0) != mask.end() && std::find(second, mask.end(), 1) != mask.end();
+}
+
+TEST(ExactnessTest, EqualsBruteForceOnEverySmallMask) {
+  Transform transform;
+  for (int width = 1; width <= 16; ++width) {
+    for (int height = 1; width * height <= 16; ++height) {
+      auto const area = static_cast<std::size_t>(width * height);
+      std::uint64_t const masks = std::uint64_t{1} << area;
+      // One mask a slice.
+      TImageDataset<unsigned char, 3> volume(
+          {static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height), masks});
+      for (std::uint64_t bits = 0; bits < masks; ++bits) {
+        for (std::size_t k = 0; k < area; ++k) volume.voxels()[bits * area + k] = bits >> k & 1;
+      }
+      TImageDataset<float, 3> output(volume.extents);
+      transform.computeTwoSided(&volume, &output);
+
+      std::vector<char> mask(area);
+      std::vector<float> expected(area);
+      for (std::uint64_t bits = 0; bits < masks; ++bits) {
+        for (std::size_t k = 0; k < area; ++k) mask[k] = bits >> k & 1;
+        if (hasBoundary(mask, width)) {
+          expected = reference::bruteForce(mask, width, height);
+        } else {
+          auto const n = static_cast<float>(width * width + height * height);
+          std::fill(expected.begin(), expected.end(), mask[0] ? -n : n);
+        }
+        ASSERT_EQ(std::memcmp(&output.voxels()[bits * area], expected.data(), area * sizeof(float)), 0)
+            << width << " x " << height << ", mask " << bits;
+      }
+    }
+  }
+}
+
+TEST(ExactnessTest, TransposingTheVolumeTransposesTheResult) {
+  std::mt19937 random(99);
+  Extents const extents = {23, 18, 31};
+  auto const volume = reference::volumeFromMask<int>(
+      extents, reference::randomMask(23 * 18 * 31, Filling::half, random), random);
+  // y and z change places: slices of constant y become slices of constant z.
+  TImageDataset<int, 3> transposed({extents[0], extents[2], extents[1]});
+  reference::forEachVoxel(extents, [&](auto const& p, std::size_t element) {
+    transposed(static_cast<std::uint64_t>(p[0]), static_cast<std::uint64_t>(p[2]),
+               static_cast<std::uint64_t>(p[1])) = volume.voxels()[element];
+  });
+  TImageDataset<float, 3> map(extents);
+  TImageDataset<float, 3> transposedMap(transposed.extents);
+  Transform transform;
+  transform.setPlane(Transform::planeXZ);
+  transform.computeTwoSided(&volume, &map);
+  transform.setPlane(Transform::planeXY);
+  transform.computeTwoSided(&transposed, &transposedMap);
+  reference::forEachVoxel(extents, [&](auto const& p, std::size_t element) {
+    EXPECT_EQ(map.voxels()[element],
+              transposedMap(static_cast<std::uint64_t>(p[0]), static_cast<std::uint64_t>(p[2]),
+                            static_cast<std::uint64_t>(p[1])));
+  });
+  // x, y, z become z, x, y: slices of constant x become slices of constant z.
+  TImageDataset<int, 3> rolled({extents[1], extents[2], extents[0]});
+  reference::forEachVoxel(extents, [&](auto const& p, std::size_t element) {
+    rolled(static_cast<std::uint64_t>(p[1]), static_cast<std::uint64_t>(p[2]),
+           static_cast<std::uint64_t>(p[0])) = volume.voxels()[element];
+  });
+  TImageDataset<float, 3> rolledMap(rolled.extents);
+  transform.computeTwoSided(&rolled, &rolledMap);
+  transform.setPlane(Transform::planeYZ);
+  transform.computeTwoSided(&volume, &map);
+  reference::forEachVoxel(extents, [&](auto const& p, std::size_t element) {
+    EXPECT_EQ(map.voxels()[element],
+              rolledMap(static_cast<std::uint64_t>(p[1]), static_cast<std::uint64_t>(p[2]),
+                        static_cast<std::uint64_t>(p[0])));
+  });
+}
+
+}  // namespace
