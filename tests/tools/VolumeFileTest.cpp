@@ -1,0 +1,275 @@
+#include "tools/VolumeFile.h"
+
+#include "TemporaryFolder.h"
+#include "sampleVolumes.h"
+#include "tools/errors.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
+namespace lorb::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> extensions() {
+  std::vector<std::string> result;
+  std::string const list = supportedExtensions() + ",";
+  for (std::size_t begin = 0, end; (end = list.find(',', begin)) != std::string::npos; begin = end + 2) {
+    result.push_back(list.substr(begin, end - begin));
+  }
+  return result;
+}
+
+/// The line with which reading fails.
+std::string complaintOf(fs::path const& path) try {
+  readVolume(path);
+  return "read without complaint";
+} catch (InputError const& error) {
+  return error.what();
+}
+
+testing::AssertionResult says(std::string const& line, std::string const& part) {
+  if (line.find(part) != std::string::npos) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "'" << line << "' does not say '" << part << "'";
+}
+
+class VolumeFile : public testing::TestWithParam<std::string> {
+ protected:
+  fs::path file(std::string const& name = "a") const { return folder / (name + GetParam()); }
+  TemporaryFolder folder;
+};
+INSTANTIATE_TEST_SUITE_P(EveryFormat, VolumeFile, testing::ValuesIn(extensions()),
+                         [](auto const& info) { return "As" + std::to_string(info.index); });
+
+TEST_P(VolumeFile, KeepsVoxelsOfEveryTypeAndTheirPlace) {
+  for (unsigned code = typeInt8; code <= typeDouble; ++code) {
+    SCOPED_TRACE(GetParam() + " " + nameOf(static_cast<TypeID>(code)));
+    Volume const volume = sampleVolume(static_cast<TypeID>(code));
+    writeVolume(volume, file(), true);
+    Volume const read = readVolume(file());
+    EXPECT_TRUE(equalVoxels(*read.voxels, *volume.voxels));
+    EXPECT_TRUE(samePlace(read.geometry, volume.geometry, extentsOf(*volume.voxels)));
+    for (std::size_t a = 0; a < 3; ++a) {
+      EXPECT_NEAR(read.geometry.origin[a], volume.geometry.origin[a], 1e-4);
+      EXPECT_NEAR(read.geometry.spacing[a], volume.geometry.spacing[a], 1e-6);
+      for (std::size_t b = 0; b < 3; ++b) {
+        EXPECT_NEAR(read.geometry.direction[a][b], volume.geometry.direction[a][b], 1e-6);
+      }
+    }
+  }
+}
+
+TEST_P(VolumeFile, IsOneFile) {
+  writeVolume(sampleVolume(typeFloat), file(), false);
+  EXPECT_EQ(folder.names(), std::set<std::string>{"a" + GetParam()});
+}
+
+TEST_P(VolumeFile, CarriesItsPlaceToEveryOtherFormat) {
+  Volume const volume = sampleVolume(typeInt16);
+  writeVolume(volume, file(), false);
+  for (std::string const& other : extensions()) {
+    SCOPED_TRACE(GetParam() + " to " + other);
+    writeVolume(readVolume(file()), folder / ("b" + other), false);
+    Volume const read = readVolume(folder / ("b" + other));
+    EXPECT_TRUE(equalVoxels(*read.voxels, *volume.voxels));
+    EXPECT_TRUE(samePlace(read.geometry, volume.geometry, extentsOf(*volume.voxels)));
+  }
+}
+
+TEST_P(VolumeFile, HoldsOneSliceAsWell) {
+  Volume const volume = sampleVolume(typeUInt8, {6, 5, 1});
+  writeVolume(volume, file(), false);
+  EXPECT_TRUE(equalVoxels(*readVolume(file()).voxels, *volume.voxels));
+}
+
+TEST_P(VolumeFile, CutAnywhereIsRefused) {
+  writeVolume(sampleVolume(typeFloat, {17, 13, 11}), file("whole"), false);
+  std::string const content = contentOf(file("whole"));
+  for (std::size_t const left : {std::size_t(1), std::size_t(60), content.size() / 3, content.size() * 2 / 3,
+                                 content.size() - 40, content.size() - 4}) {
+    writeContent(file(), content.substr(0, left));
+    EXPECT_THROW(readVolume(file()), InputError) << left << " of " << content.size() << " bytes";
+  }
+}
+
+TEST_P(VolumeFile, WithOtherContentIsRefused) {
+  writeContent(file(), "This is a letter to my mother.\n");
+  EXPECT_THROW(readVolume(file()), InputError);
+}
+
+TEST_P(VolumeFile, LeavesBoolAlone) {
+  EXPECT_THROW(writeVolume(sampleVolume(typeBool), file(), false), OutputError);
+  EXPECT_EQ(folder.names(), std::set<std::string>{});
+}
+
+TEST_P(VolumeFile, ReplacesOnlyWhenTold) {
+  writeContent(file(), "older");
+  EXPECT_THROW(writeVolume(sampleVolume(typeFloat), file(), false), OutputError);
+  EXPECT_EQ(contentOf(file()), "older");
+  writeVolume(sampleVolume(typeFloat), file(), true);
+  EXPECT_TRUE(equalVoxels(*readVolume(file()).voxels, *sampleVolume(typeFloat).voxels));
+}
+
+TEST_P(VolumeFile, IsNotWrittenWithoutRoomForItsPlace) {
+  Volume volume = sampleVolume(typeFloat);
+  volume.geometry.direction = {{{1.0, 0.5, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}};  // sheared
+  bool const fits = formatOf(file()) != FileFormat::nifti;
+  if (fits) {
+    writeVolume(volume, file(), false);
+    EXPECT_TRUE(samePlace(readVolume(file()).geometry, volume.geometry, extentsOf(*volume.voxels)));
+  } else {
+    EXPECT_THROW(writeVolume(volume, file(), false), OutputError);
+    EXPECT_EQ(folder.names(), std::set<std::string>{});
+  }
+}
+
+TEST(VolumeFileName, PicksTheFormat) {
+  EXPECT_EQ(formatOf("a/b.nii.gz"), FileFormat::nifti);
+  EXPECT_EQ(formatOf("b.c.mhd"), FileFormat::metaImage);
+  EXPECT_EQ(formatOf("b.nhdr"), FileFormat::nrrd);
+  for (char const* name : {"b", "b.gz", ".nii", "nii", "b.jpg", "b.nii.bz2", "b.nii/"}) {
+    EXPECT_EQ(formatOf(name), std::nullopt) << name;
+  }
+}
+
+/// A header in front of as many zeros as asked for.
+std::string metaImage(std::string const& dimensions, std::string const& sizes, std::string const& more,
+                      std::size_t bytes) {
+  return "ObjectType = Image\nNDims = " + dimensions + "\nBinaryData = True\nDimSize = " + sizes + "\n" +
+         more + "ElementDataFile = LOCAL\n" + std::string(bytes, '\0');
+}
+
+TEST(VolumeFileContent, TwoDimensionsAreOneSlice) {
+  TemporaryFolder const folder;
+  writeContent(folder / "a.mha",
+               metaImage("2", "3 4", "ElementSpacing = 0.5 2\nOffset = 7 8\nElementType = MET_UCHAR\n", 12));
+  Volume const volume = readVolume(folder / "a.mha");
+  EXPECT_EQ(extentsOf(*volume.voxels), (Extents{3, 4, 1}));
+  EXPECT_EQ(volume.geometry.spacing, (Vector3{0.5, 2.0, 1.0}));
+  EXPECT_EQ(volume.geometry.origin, (Vector3{7.0, 8.0, 0.0}));
+}
+
+TEST(VolumeFileContent, FourDimensionsNeedOneElementInTheLast) {
+  TemporaryFolder const folder;
+  writeContent(folder / "a.mha", metaImage("4", "3 4 2 1", "ElementType = MET_UCHAR\n", 24));
+  EXPECT_EQ(extentsOf(*readVolume(folder / "a.mha").voxels), (Extents{3, 4, 2}));
+  writeContent(folder / "a.mha", metaImage("4", "3 4 2 5", "ElementType = MET_UCHAR\n", 120));
+  EXPECT_TRUE(says(complaintOf(folder / "a.mha"), "4 dimensions, 5 elements along number 4"));
+  writeContent(folder / "a.mha", metaImage("1", "24", "ElementType = MET_UCHAR\n", 24));
+  EXPECT_TRUE(says(complaintOf(folder / "a.mha"), "expected 3"));
+}
+
+TEST(VolumeFileContent, SeveralValuesAVoxelAreRefused) {
+  TemporaryFolder const folder;
+  writeContent(folder / "a.mha",
+               metaImage("3", "3 4 2", "ElementNumberOfChannels = 3\nElementType = MET_UCHAR\n", 72));
+  EXPECT_TRUE(says(complaintOf(folder / "a.mha"), "holds 3 values a voxel; expected 1"));
+}
+
+TEST(VolumeFileContent, ImpossibleSizesAreRefusedBeforeMemoryIsTaken) {
+  TemporaryFolder const folder;
+  for (char const* sizes : {"100000 100000 100000", "2147483647 2147483647 2147483647", "0 4 2", "-3 4 2"}) {
+    writeContent(folder / "a.mha", metaImage("3", sizes, "ElementType = MET_DOUBLE\n", 24));
+    EXPECT_THROW(readVolume(folder / "a.mha"), InputError) << sizes;
+    writeContent(folder / "a.nrrd", std::string("NRRD0004\ntype: double\ndimension: 3\nsizes: ") + sizes +
+                                        "\nencoding: raw\nendian: little\n\n" + std::string(24, '\0'));
+    EXPECT_THROW(readVolume(folder / "a.nrrd"), InputError) << sizes;
+  }
+}
+
+TEST(VolumeFileContent, DataMayLieInASecondFile) {
+  TemporaryFolder const folder;
+  writeContent(folder / "a.mhd",
+               "ObjectType = Image\nNDims = 3\nBinaryData = True\nDimSize = 2 2 2\nElementType = MET_UCHAR\n"
+               "ElementDataFile = a.raw\n");
+  EXPECT_TRUE(says(complaintOf(folder / "a.mhd"), "a.raw"));
+  writeContent(folder / "a.raw", "1234567");
+  EXPECT_TRUE(says(complaintOf(folder / "a.mhd"), "holds 7 bytes of data; expected 8"));
+  writeContent(folder / "a.raw", "12345678");
+  EXPECT_EQ(
+      (static_cast<TImageDataset<unsigned char, 3> const&>(*readVolume(folder / "a.mhd").voxels)(1, 1, 1)),
+      '8');
+}
+
+TEST(VolumeFileContent, NiftiNotesSurvive) {
+  TemporaryFolder const folder;
+  Volume volume = sampleVolume(typeFloat);
+  writeVolume(volume, folder / "plain.nii", false);
+  volume.notes = readVolume(folder / "plain.nii").notes;
+  volume.notes->qformCode = 2;
+  volume.notes->sformCode = 4;
+  volume.notes->description = "a head";
+  volume.notes->auxiliaryFile = "colours.lut";
+  for (char const* name : {"a.nii", "a.nii.gz"}) {
+    writeVolume(volume, folder / name, false);
+    EXPECT_EQ(readVolume(folder / name).notes, volume.notes) << name;
+  }
+  volume.notes->description = std::string(200, 'x');
+  writeVolume(volume, folder / "a.nii", true);
+  Volume const read = readVolume(folder / "a.nii");
+  EXPECT_EQ(read.notes->description, std::string(79, 'x'));
+  EXPECT_EQ(read.notes->auxiliaryFile, "colours.lut");
+}
+
+#ifdef LORB_TOOLS_WITH_VTI
+TEST(VtiFile, KeepsItsFirstIndexAndItsNumbersToTheLastBit) {
+  TemporaryFolder const folder;
+  Volume volume = sampleVolume(typeInt64);
+  volume.geometry.firstIndex = {5, -3, 12};
+  volume.geometry.origin = {0.1, 1.0 / 3.0, -1e-3};
+  writeVolume(volume, folder / "a.vti", false);
+  Geometry const read = readVolume(folder / "a.vti").geometry;
+  EXPECT_EQ(read.firstIndex, volume.geometry.firstIndex);
+  EXPECT_EQ(read.origin, volume.geometry.origin);
+  EXPECT_EQ(read.spacing, volume.geometry.spacing);
+  EXPECT_EQ(read.direction, volume.geometry.direction);
+}
+
+TEST(VtiFile, GivesOtherFormatsThePlaceOfItsFirstVoxel) {
+  TemporaryFolder const folder;
+  Volume volume = sampleVolume(typeInt16);
+  volume.geometry.firstIndex = {5, -3, 12};
+  writeVolume(volume, folder / "a.vti", false);
+  writeVolume(readVolume(folder / "a.vti"), folder / "a.mha", false);
+  Geometry const read = readVolume(folder / "a.mha").geometry;
+  EXPECT_EQ(read.firstIndex, (std::array<int, 3>{0, 0, 0}));
+  Vector3 const expected = volume.geometry.position({5, -3, 12});
+  for (std::size_t axis = 0; axis < 3; ++axis) EXPECT_NEAR(read.origin[axis], expected[axis], 1e-9);
+}
+
+std::string vtiFile(std::string const& extent, std::string const& attributes, std::string const& values) {
+  return "<VTKFile type=\"ImageData\" version=\"0.1\" byte_order=\"LittleEndian\"><ImageData WholeExtent=\"" +
+         extent + "\" Origin=\"0 0 0\" Spacing=\"1 1 1\"><Piece Extent=\"" + extent +
+         "\"><PointData><DataArray Name=\"a\" format=\"ascii\" " + attributes + ">" + values +
+         "</DataArray></PointData></Piece></ImageData></VTKFile>\n";
+}
+
+TEST(VtiFile, TakesItsOnlyArray) {
+  TemporaryFolder const folder;
+  writeContent(folder / "a.vti", vtiFile("0 1 0 1 0 0", "type=\"Int8\"", "1 2 3 -4"));
+  Volume const volume = readVolume(folder / "a.vti");
+  ASSERT_EQ(volume.voxels->type_id(), typeInt8);
+  EXPECT_EQ((static_cast<TImageDataset<signed char, 3> const&>(*volume.voxels)(1, 1, 0)), -4);
+}
+
+TEST(VtiFile, RefusesWhatIsNoVolumeOfNumbers) {
+  TemporaryFolder const folder;
+  auto const complaint = [&](std::string const& content) {
+    writeContent(folder / "a.vti", content);
+    return complaintOf(folder / "a.vti");
+  };
+  EXPECT_TRUE(says(complaint(vtiFile("0 1 0 0 0 0", "type=\"Int8\" NumberOfComponents=\"2\"", "1 2 3 4")),
+                   "holds 2 values a voxel"));
+  EXPECT_TRUE(says(complaint(vtiFile("0 -1 0 0 0 0", "type=\"Int8\"", "")), "impossible size"));
+  EXPECT_TRUE(says(complaint(vtiFile("0 2147483646 0 2147483646 0 2147483646", "type=\"Int8\"", "1")),
+                   "impossible size"));
+  EXPECT_TRUE(says(complaint(vtiFile("0 3 0 0 0 0", "type=\"Int8\"", "1 2 3")), "incomplete"));
+}
+#endif
+
+}  // namespace
+}  // namespace lorb::tools

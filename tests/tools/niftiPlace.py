@@ -1,0 +1,96 @@
+"""Checks with nibabel what lorb-distance makes of NIfTI files: usage niftiPlace.py LORB-DISTANCE."""
+
+import itertools
+import os
+import subprocess
+import sys
+import tempfile
+
+import nibabel
+import numpy
+
+
+def oblique_affine():
+    """Three different spacings, an origin away from 0, axes oblique to all others."""
+    a, b = 0.3, -0.5
+    about_x = [[1, 0, 0], [0, numpy.cos(a), -numpy.sin(a)], [0, numpy.sin(a), numpy.cos(a)]]
+    about_z = [[numpy.cos(b), -numpy.sin(b), 0], [numpy.sin(b), numpy.cos(b), 0], [0, 0, 1]]
+    affine = numpy.eye(4)
+    affine[:3, :3] = numpy.array(about_z) @ about_x @ numpy.diag([-0.75, 1.25, 2.5])
+    affine[:3, 3] = [91.25, -126.5, -72.75]
+    return affine
+
+
+def brute_force(inside):
+    """Signed distances within each slice of constant last index, by comparing all with all."""
+    distances = numpy.zeros(inside.shape)
+    for k in range(inside.shape[2]):
+        here, there = numpy.argwhere(inside[:, :, k]), numpy.argwhere(~inside[:, :, k])
+        between = numpy.sqrt(((here[:, None, :] - there[None, :, :]) ** 2).sum(-1))
+        distances[here[:, 0], here[:, 1], k] = -between.min(1)
+        distances[there[:, 0], there[:, 1], k] = between.min(0)
+    return distances
+
+
+def run(tool, *arguments):
+    subprocess.run([tool, *arguments], check=True, stdout=subprocess.DEVNULL)
+
+
+def check_map(path, affine, expected, codes):
+    image = nibabel.load(path)
+    assert image.get_data_dtype() == numpy.float32, image.get_data_dtype()
+    numpy.testing.assert_allclose(image.affine, affine, atol=1e-4)
+    for matrix, code in ((image.get_qform(coded=True), codes[0]), (image.get_sform(coded=True), codes[1])):
+        assert matrix[1] == code, (path, matrix[1], code)
+        numpy.testing.assert_allclose(matrix[0], affine, atol=1e-4)
+    numpy.testing.assert_allclose(image.get_fdata(), expected, rtol=1e-6)
+
+
+def main(tool):
+    random = numpy.random.default_rng(5)
+    values = random.integers(-3, 4, (13, 11, 5)).astype(numpy.int16)
+    affine = oblique_affine()
+    expected = brute_force(values > 0)
+    with tempfile.TemporaryDirectory() as folder:
+        for codes, extension in itertools.product(((1, 1), (2, 4), (1, 3)), (".nii", ".nii.gz")):
+            source, result = (os.path.join(folder, name + extension) for name in ("in", "out"))
+            image = nibabel.Nifti1Image(values, affine)
+            image.set_qform(affine, codes[0])
+            image.set_sform(affine, codes[1])
+            nibabel.save(image, source)
+            run(tool, source, "-o", result, "--force")
+            check_map(result, affine, expected, codes)
+            for other in (".mha", ".nrrd", ".nhdr", ".mhd"):
+                between = os.path.join(folder, "between" + other)
+                run(tool, source, "-o", between, "--force")
+                # What is above 0 in a map is what was outside.
+                run(tool, between, "-o", result, "--force")
+                check_map(result, affine, -expected, (1, 1))
+
+        # Placed in the scanner by one matrix and in an atlas by another: both belong to the map as well.
+        for byte_order in "<>":
+            image = nibabel.Nifti1Image(values, None, nibabel.Nifti1Header(endianness=byte_order))
+            image.set_qform(affine, 1)
+            in_atlas = affine @ numpy.diag([1.1, 0.9, 1.0, 1.0])
+            in_atlas[0, 1] += 0.2
+            image.set_sform(in_atlas, 4)
+            image.header.set_xyzt_units("micron")
+            image.header["descrip"] = b"two places"
+            nibabel.save(image, source)
+            run(tool, source, "-o", result, "--force")
+            before, after = nibabel.load(source).header, nibabel.load(result).header
+            for get in ("get_qform", "get_sform", "get_xyzt_units", "get_zooms"):
+                numpy.testing.assert_array_equal(getattr(after, get)(), getattr(before, get)())
+            for field in ("qform_code", "sform_code", "descrip"):
+                assert after[field] == before[field], (field, after[field], before[field])
+
+        scaled = nibabel.Nifti1Image(values, affine)
+        scaled.header.set_slope_inter(0.5, 1.0)
+        nibabel.save(scaled, os.path.join(folder, "scaled.nii"))
+        threshold = nibabel.load(os.path.join(folder, "scaled.nii")).get_fdata() > 1.5
+        run(tool, os.path.join(folder, "scaled.nii"), "-o", result, "--force", "--above", "1.5")
+        numpy.testing.assert_allclose(nibabel.load(result).get_fdata(), brute_force(threshold), rtol=1e-6)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -1,0 +1,81 @@
+// A volume as it lies in a file: voxels of any element type, and where they are in space.
+#pragma once
+
+#include <lorb/dataset/TImageDataset.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lorb::tools {
+
+using Vector3 = std::array<double, 3>;
+using Extents = std::array<std::uint64_t, 3>;
+
+/// Where voxels lie in space: the index (i, j, k) is at `origin` + `direction` · (`spacing` ∘ (i, j, k)),
+/// in the units of the file, in medical files millimetres.
+///
+/// Coordinates run to the Left, Posterior and Superior of the patient (LPS), whatever the file's own
+/// convention: NIfTI files, which run to the right and anterior, are turned on reading and writing.
+struct Geometry {
+  Vector3 origin = {0.0, 0.0, 0.0};
+  Vector3 spacing = {1.0, 1.0, 1.0};
+
+  /// `direction[row][column]`; column c is the unit vector along index axis c.
+  std::array<Vector3, 3> direction = {{{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}};
+
+  /// The index of the first voxel. Only .vti files begin elsewhere than at 0.
+  std::array<int, 3> firstIndex = {0, 0, 0};
+
+  /// Position of an index, which may lie between voxels.
+  Vector3 position(Vector3 const& index) const;
+
+  /// Position of the voxel that comes first in memory.
+  Vector3 firstVoxel() const;
+};
+
+/// What a NIfTI header says beyond a geometry, and a map made from it keeps to the last bit. The file may
+/// place its voxels twice, for instance in the scanner and in an atlas, of which a geometry is one.
+struct NiftiNotes {
+  std::int16_t qformCode = 0, sformCode = 0;  ///< what the two placements refer to; 0 for none
+  std::array<float, 18> placements = {};      ///< quaternion, offset, and the rows of the affine matrix
+  std::array<float, 4> voxelSize = {};        ///< handedness of the quaternion, then spacing
+  char units = 0;
+  std::string description, auxiliaryFile;
+  bool operator==(NiftiNotes const&) const = default;
+};
+
+struct Volume {
+  std::unique_ptr<ImageDataset> voxels;
+  Geometry geometry;
+  std::optional<NiftiNotes> notes;  ///< of volumes from NIfTI files
+};
+
+/// A volume of the given element type and extents, all voxels 0; null when `type` names no type.
+std::unique_ptr<ImageDataset> makeVoxels(TypeID type, Extents const& extents);
+
+/// Number of voxels along x, y and z.
+Extents extentsOf(ImageDataset const& voxels);
+
+/// Product of the extents.
+std::uint64_t voxelCount(Extents const& extents);
+
+/// "3 × 4 × 5"
+std::string toText(Extents const& extents);
+
+/// Fewest digits that name the number: "0.5 × 0.5 × 2"
+std::string toText(Vector3 const& numbers);
+
+/// Name of an element type, such as "Int16"; "none" when `type` names no type.
+std::string nameOf(TypeID type);
+
+/// True when both volumes have the same type, extents and voxels, bit for bit.
+bool equalVoxels(ImageDataset const& a, ImageDataset const& b);
+
+/// True when every corner of a volume of these extents lies where it does in the other geometry, within
+/// a thousandth of a voxel and the rounding of single-precision files.
+bool samePlace(Geometry const& a, Geometry const& b, Extents const& extents);
+
+}  // namespace lorb::tools

@@ -1,0 +1,18 @@
+// VTK image data files (.vti), through VTK's XML classes and the library's bridge.
+#pragma once
+
+#include "tools/Volume.h"
+
+#include <filesystem>
+
+namespace lorb::tools {
+
+/// Reads the scalars of the points: the active ones, or the only array. Throws `InputError` naming the
+/// file.
+Volume readVtiVolume(std::filesystem::path const& path);
+
+/// Writes a compressed file, in place. The caller checks that it is complete. Throws `OutputError` with
+/// the reason alone.
+void writeVtiVolume(Volume const& volume, std::filesystem::path const& path);
+
+}  // namespace lorb::tools

@@ -1,0 +1,116 @@
+#include "tools/niftiHeader.h"
+
+#include "tools/errors.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <fstream>
+#include <vector>
+
+namespace lorb::tools {
+namespace {
+
+constexpr std::size_t headerBytes = 348;
+using Header = std::array<char, headerBytes>;
+
+/// Where the fields lie in the header.
+struct Offset {
+  static constexpr std::size_t voxelSize = 76, units = 123, description = 148, auxiliaryFile = 228,
+                               qformCode = 252, sformCode = 254, placements = 256;
+};
+constexpr std::size_t descriptionBytes = 80, auxiliaryFileBytes = 24;
+
+/// Calls `f(offset, member)` for each number of the notes.
+template <class Notes, class F>
+void forEachNumber(Notes& notes, F&& f) {
+  f(Offset::qformCode, notes.qformCode);
+  f(Offset::sformCode, notes.sformCode);
+  f(Offset::units, notes.units);
+  for (std::size_t k = 0; k < notes.voxelSize.size(); ++k) f(Offset::voxelSize + 4 * k, notes.voxelSize[k]);
+  for (std::size_t k = 0; k < notes.placements.size(); ++k)
+    f(Offset::placements + 4 * k, notes.placements[k]);
+}
+
+/// The header begins with its own length, which shows the byte order.
+bool isSwapped(Header const& header) {
+  std::int32_t length;
+  std::memcpy(&length, header.data(), sizeof length);
+  return length != static_cast<std::int32_t>(headerBytes);
+}
+
+std::string textAt(Header const& header, std::size_t offset, std::size_t bytes) {
+  std::string const text(header.data() + offset, bytes);
+  return text.substr(0, text.find('\0'));
+}
+
+void putText(Header& header, std::size_t offset, std::size_t bytes, std::string const& text) {
+  std::fill_n(header.begin() + static_cast<std::ptrdiff_t>(offset), bytes, '\0');
+  text.copy(header.data() + offset, bytes - 1);
+}
+
+void copy(std::ifstream& source, gzFile target) {
+  std::vector<char> block(std::size_t(1) << 18);
+  do {
+    source.read(block.data(), static_cast<std::streamsize>(block.size()));
+    auto const bytes = static_cast<unsigned>(source.gcount());
+    if (bytes > 0 && gzwrite(target, block.data(), bytes) != static_cast<int>(bytes)) {
+      throw OutputError("its compressed data could not be written; is the disk full?");
+    }
+  } while (source);
+}
+
+}  // namespace
+
+std::optional<NiftiNotes> niftiNotes(std::filesystem::path const& path) {
+  Header header;
+  gzFile const file = gzopen(path.c_str(), "rb");  // reads uncompressed files as they are
+  if (file == nullptr) return std::nullopt;
+  int const got = gzread(file, header.data(), headerBytes);
+  gzclose(file);
+  if (got != static_cast<int>(headerBytes)) return std::nullopt;
+  NiftiNotes notes;
+  forEachNumber(notes, [&, swapped = isSwapped(header)](std::size_t offset, auto& number) {
+    char* const bytes = header.data() + offset;
+    if (swapped) std::reverse(bytes, bytes + sizeof number);
+    std::memcpy(&number, bytes, sizeof number);
+  });
+  notes.description = textAt(header, Offset::description, descriptionBytes);
+  notes.auxiliaryFile = textAt(header, Offset::auxiliaryFile, auxiliaryFileBytes);
+  return notes;
+}
+
+void setNiftiNotes(std::filesystem::path const& plain, NiftiNotes const& notes) {
+  std::fstream file(plain, std::ios::binary | std::ios::in | std::ios::out);
+  Header header;
+  if (!file.read(header.data(), headerBytes))
+    throw OutputError("its header was not written; is the disk full?");
+  forEachNumber(notes, [&](std::size_t offset, auto const& number) {
+    std::memcpy(header.data() + offset, &number, sizeof number);
+  });
+  putText(header, Offset::description, descriptionBytes, notes.description);
+  putText(header, Offset::auxiliaryFile, auxiliaryFileBytes, notes.auxiliaryFile);
+  file.seekp(0);
+  if (!file.write(header.data(), headerBytes).flush()) {
+    throw OutputError("its header could not be written; is the disk full?");
+  }
+}
+
+void gzip(std::filesystem::path const& plain, std::filesystem::path const& compressed) {
+  std::ifstream source(plain, std::ios::binary);
+  gzFile const target = gzopen(compressed.c_str(), "wb");
+  if (!source || target == nullptr) throw OutputError("its compressed data could not be written");
+  try {
+    copy(source, target);
+  } catch (OutputError const&) {
+    gzclose(target);
+    throw;
+  }
+  if (gzclose(target) != Z_OK)
+    throw OutputError("its compressed data could not be written; is the disk full?");
+}
+
+}  // namespace lorb::tools
