@@ -1,9 +1,13 @@
 #include <lorb/dataset/Dataset.h>
 #include <lorb/dataset/convert.h>
+#include <lorb/dataset/hugePages.h>
+#include <lorb/dataset/rowConversion.h>
 
+#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace lorb {
 namespace {
@@ -73,7 +77,10 @@ void Dataset::newDataset(DatasetCoordinates const& extents, LORBElementType type
     }
   }
   if (empty) bytes = 0;
-  storage_.reset(zeroed_ ? new std::byte[bytes]() : new std::byte[bytes]);
+  std::unique_ptr<std::byte[]> storage(new std::byte[bytes]);
+  preferHugePages(storage.get(), bytes);
+  if (zeroed_) std::memset(storage.get(), 0, bytes);
+  storage_ = std::move(storage);
   size_ = extents;
   type_ = type;
   embedding_ = embedding;
@@ -106,7 +113,9 @@ void Dataset::getRow(DatasetCoordinates const& first, int axis, int count, T* va
   std::ptrdiff_t const stride = strideAlong(axis);
   visitStoredType(type_, [&]<class Stored>(std::type_identity<Stored>) {
     Stored const* row = reinterpret_cast<Stored const*>(storage_.get()) + offset;
-    if (stride == 1) return convertElements(row, values, static_cast<std::size_t>(count));
+    if (stride == 1) {
+      return rowConversion(typeIDOf<Stored>, typeIDOf<T>)(row, values, static_cast<std::size_t>(count));
+    }
     for (int k = 0; k < count; ++k) values[k] = convertElement<T>(row[k * stride]);
   });
 }
@@ -118,7 +127,9 @@ void Dataset::setRow(DatasetCoordinates const& first, int axis, int count, T con
   std::ptrdiff_t const stride = strideAlong(axis);
   visitStoredType(type_, [&]<class Stored>(std::type_identity<Stored>) {
     Stored* row = reinterpret_cast<Stored*>(storage_.get()) + offset;
-    if (stride == 1) return convertElements(values, row, static_cast<std::size_t>(count));
+    if (stride == 1) {
+      return rowConversion(typeIDOf<T>, typeIDOf<Stored>)(values, row, static_cast<std::size_t>(count));
+    }
     for (int k = 0; k < count; ++k) row[k * stride] = convertElement<Stored>(values[k]);
   });
 }

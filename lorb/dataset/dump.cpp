@@ -1,8 +1,10 @@
 #include <lorb/dataset/TImageDataset.h>
-#include <lorb/dataset/convert.h>
+#include <lorb/dataset/bitRows.h>
 #include <lorb/dataset/dump.h>
+#include <lorb/dataset/rowConversion.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 
@@ -14,6 +16,12 @@ void requireElementType(TypeID type) {
     throw std::invalid_argument("lorb::dump: type code " + std::to_string(type) +
                                 " names no element type; 1 to 11 do");
   }
+}
+
+std::size_t bytesOf(TypeID type) {
+  std::size_t bytes = 0;
+  visitElementType(type, [&]<class T>(std::type_identity<T>) { bytes = sizeof(T); });
+  return bytes;
 }
 
 /// Calls `f(element, buffered, count)` for every run of voxels that is consecutive both in the page,
@@ -31,39 +39,49 @@ void forEachRun(TImageDataset<T, 3> const& volume, F f) {
   }
 }
 
-/// Bits pass through a block of whole `bool`s, so that they too are converted in long loops.
+/// Bits pass through a block of whole `bool`s that stays in the cache.
 constexpr std::size_t bitBlock = 4096;
 
-template <class T, class Buffered>
-void copyOut(TImageDataset<T, 3> const& volume, Buffered* buffer) {
+template <class T>
+void copyOut(TImageDataset<T, 3> const& volume, std::byte* buffer, TypeID type) {
+  RowConversion const convert = rowConversion(typeIDOf<T>, type);
+  std::size_t const bytes = bytesOf(type);
   forEachRun(volume, [&](std::size_t element, std::size_t buffered, std::size_t count) {
     auto const& data = volume.pages[0].data;
-    if constexpr (std::is_same_v<T, bool>) {
+    std::byte* const target = buffer + buffered * bytes;
+    if constexpr (!std::is_same_v<T, bool>) {
+      convert(data.data() + element, target, count);
+    } else if (type == typeBool) {
+      unpackBits(data.begin()._M_p, element, count, reinterpret_cast<bool*>(target));
+    } else {
       bool block[bitBlock];
       for (std::size_t done = 0; done < count; done += bitBlock) {
         std::size_t const length = std::min(bitBlock, count - done);
-        for (std::size_t k = 0; k < length; ++k) block[k] = data[element + done + k];
-        convertElements(block, buffer + buffered + done, length);
+        unpackBits(data.begin()._M_p, element + done, length, block);
+        convert(block, target + done * bytes, length);
       }
-    } else {
-      convertElements(data.data() + element, buffer + buffered, count);
     }
   });
 }
 
-template <class T, class Buffered>
-void copyIn(Buffered const* buffer, TImageDataset<T, 3>& volume) {
+template <class T>
+void copyIn(std::byte const* buffer, TypeID type, TImageDataset<T, 3>& volume) {
+  RowConversion const convert = rowConversion(type, typeIDOf<T>);
+  std::size_t const bytes = bytesOf(type);
   forEachRun(volume, [&](std::size_t element, std::size_t buffered, std::size_t count) {
     auto& data = volume.pages[0].data;
-    if constexpr (std::is_same_v<T, bool>) {
+    std::byte const* const source = buffer + buffered * bytes;
+    if constexpr (!std::is_same_v<T, bool>) {
+      convert(source, data.data() + element, count);
+    } else if (type == typeBool) {
+      packBits(reinterpret_cast<bool const*>(source), element, count, data.begin()._M_p);
+    } else {
       bool block[bitBlock];
       for (std::size_t done = 0; done < count; done += bitBlock) {
         std::size_t const length = std::min(bitBlock, count - done);
-        convertElements(buffer + buffered + done, block, length);
-        for (std::size_t k = 0; k < length; ++k) data[element + done + k] = block[k];
+        convert(source + done * bytes, block, length);
+        packBits(block, element + done, length, data.begin()._M_p);
       }
-    } else {
-      convertElements(buffer + buffered, data.data() + element, count);
     }
   });
 }
@@ -75,9 +93,7 @@ void dump(ImageDataset const* volume, void* buffer, TypeID type) {
   requireElementType(type);
   requireElementType(volumeType);
   visitElementType(volumeType, [&]<class T>(std::type_identity<T>) {
-    visitElementType(type, [&]<class Buffered>(std::type_identity<Buffered>) {
-      copyOut(static_cast<TImageDataset<T, 3> const&>(*volume), static_cast<Buffered*>(buffer));
-    });
+    copyOut(static_cast<TImageDataset<T, 3> const&>(*volume), static_cast<std::byte*>(buffer), type);
   });
 }
 
@@ -86,9 +102,7 @@ void dump(void const* buffer, TypeID type, ImageDataset* volume) {
   requireElementType(type);
   requireElementType(volumeType);
   visitElementType(volumeType, [&]<class T>(std::type_identity<T>) {
-    visitElementType(type, [&]<class Buffered>(std::type_identity<Buffered>) {
-      copyIn(static_cast<Buffered const*>(buffer), static_cast<TImageDataset<T, 3>&>(*volume));
-    });
+    copyIn(static_cast<std::byte const*>(buffer), type, static_cast<TImageDataset<T, 3>&>(*volume));
   });
 }
 
