@@ -2,6 +2,7 @@
 // the plane. The work on slices is in twoSided.cpp.
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
+#include <lorb/dataset/hugePages.h>
 
 #include <algorithm>
 #include <cmath>
@@ -20,6 +21,7 @@ void EuclideanDistanceTransform2D::SqrtLookUpTable::init(int n) {
   // The entry count of the largest int wraps to a negative number, which no array can have.
   if (n == std::numeric_limits<int>::max()) throw std::bad_array_new_length();
   float* const grown = new float[static_cast<std::size_t>(n) + 1];
+  preferHugePages(grown, (static_cast<std::size_t>(n) + 1) * sizeof(float));
   std::copy_n(values, maxIndex + 1, grown);
   for (int k = maxIndex + 1; k <= n; ++k) grown[k] = std::sqrt(static_cast<float>(k));
   delete[] values;

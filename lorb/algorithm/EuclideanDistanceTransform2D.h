@@ -28,8 +28,9 @@ namespace lorb {
 ///     lorb::EuclideanDistanceTransform2D transform;
 ///     transform.computeTwoSided(&organ, &distance);
 ///
-/// Cost: linear in the voxels; beside the volumes one slice of 32-bit work values and a table of
-/// N + 1 floats, which the object keeps and only enlarges. Distances are exact while 2N < 2²⁴; beyond,
+/// Cost: linear in the voxels. Beside the volumes it takes one slice of 32-bit work values, 16 bits a voxel
+/// for 1 (XY), 8 (XZ) or 16 (YZ) slices at a time, and a table of N + 1 floats, which the object keeps and
+/// only enlarges. Distances are exact while 2N < 2²⁴; beyond,
 /// squared column distances are rounded to single precision. N must not exceed 2³¹ − 1.
 ///
 /// One object serves one computation at a time; separate objects are independent. The caller sees to
@@ -232,6 +233,7 @@ static_assert(offsetof(EuclideanDistanceTransform2D, sqrtTable) == 24);
 static_assert(sizeof(EuclideanDistanceTransform2D::SqrtLookUpTable) == 16);
 static_assert(offsetof(EuclideanDistanceTransform2D::SqrtLookUpTable, maxIndex) == 8);
 static_assert(std::is_aggregate_v<EuclideanDistanceTransform2D::sliceXY>);
+static_assert(sizeof(EuclideanDistanceTransform2D::sliceXY) == 56);
 static_assert(std::is_aggregate_v<EuclideanDistanceTransform2D::CIsliceXY<bool>>);
 static_assert(std::is_standard_layout_v<EuclideanDistanceTransform2D::CIsliceXY<bool>>);
 static_assert(sizeof(EuclideanDistanceTransform2D::CIsliceXY<bool>) == 24);

@@ -9,12 +9,24 @@ namespace lorb::signed_row {
 /// Count of a voxel whose column holds no voxel of the other side.
 constexpr std::int16_t noneInColumn = 32767;
 
-/// How far neighbours are looked at one after the other, before the search by halves takes over.
-constexpr int reach = 32;
+/// How far neighbours are looked at one after the other, before the search by halves takes over. Longer than
+/// any vector.
+constexpr int reach = 64;
 constexpr std::int32_t reachSquared = (reach + 1) * (reach + 1);
 
 /// Elements on either side of a row that may be read but are never nearest: `reach` and a vector.
 constexpr std::size_t margin = reach + 64;
+
+/// What stands there.
+constexpr std::int16_t nowhere = 32767;
+
+/// The table of square roots, and what is known of it.
+struct Roots {
+  float const* table;
+  std::int32_t count;
+  std::int32_t plainUpTo = 0;  // entries below have been compared with the roots of their indices
+  bool plain = true;           // and agreed
+};
 
 /// Which sides a row holds.
 struct Sides {

@@ -1,4 +1,5 @@
 #include <lorb/algorithm/SignedSlice.h>
+#include <lorb/dataset/hugePages.h>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "lorb/algorithm/SignedSlice.cpp"
@@ -7,6 +8,8 @@
 #include <hwy/highway.h>
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <new>
 
 // --- what is compiled for every instruction set ------------------------------------------------------
@@ -21,9 +24,7 @@ using namespace signed_row;
 // Counts carry the side: c inside, ~c outside. So x ^ side (0 inside, −1 outside) is the count again, and
 // negative where x is of the other side.
 
-constexpr std::int16_t nowhere = 32767;
 constexpr std::int32_t farAway = 0x3FFFFFFF;
-constexpr std::size_t spacing = 16;  // between the positions that the search by halves solves first
 
 /// The counts of a row from those of the row above (null for the first row), and which sides it holds.
 Sides StepDown(std::int16_t const* above, std::uint8_t const* inside, std::int16_t* counts,
@@ -93,8 +94,8 @@ void ColumnDistances(Row const& row, bool ofInside, std::uint32_t* values) {
   }
 }
 
-/// Squared column distances in 16 bits, a row per side; 0 on the other side. Counts from 181 on come out
-/// too small, but beyond what is accepted from these rows.
+/// Squared column distances in 16 bits, a row per side; 0 on the other side, `nowhere` beside the row. Counts
+/// from 181 on come out too small, but beyond what is accepted from these rows.
 void PrepareNearSites(Row const& row) {
   hn::ScalableTag<std::int16_t> const d;
   auto const cap = hn::Set(d, 181);
@@ -106,34 +107,42 @@ void PrepareNearSites(Row const& row) {
     hn::StoreU(hn::AndNot(side, square), d, row.insideSites + i);
     hn::StoreU(hn::And(side, square), d, row.outsideSites + i);
   }
-  // The last vector may have gone beyond the row.
-  for (std::int16_t* sites : {row.insideSites, row.outsideSites}) {
-    std::fill_n(sites - margin, margin, nowhere);
-    std::fill_n(sites + row.width, margin, nowhere);
-  }
+  // What the last vector has written beyond the row.
+  std::size_t const written = (row.width + hn::Lanes(d) - 1) / hn::Lanes(d) * hn::Lanes(d);
+  std::fill(row.insideSites + row.width, row.insideSites + written, nowhere);
+  std::fill(row.outsideSites + row.width, row.outsideSites + written, nowhere);
 }
 
-/// min over |k| ≤ reach of site[u + k] + k², for a vector of positions from `site` on, whose own values are
+/// min over |k| ≤ reach of site[u + k] + k², for a block of positions from `site` on, whose own values are
 /// `best`. It stops as soon as farther sites can't be nearer, and does not begin where no site is near.
 template <class D>
 HWY_INLINE hn::Vec<D> NearestSquared(D d, std::int16_t const* site, hn::Vec<D> best) {
-  auto const lanes = static_cast<int>(hn::Lanes(d));
-  if (hn::AllTrue(d, hn::Gt(best, hn::Set(d, reachSquared)))) {
+  auto const limit = hn::Set(d, reachSquared);
+  if (hn::AllTrue(d, hn::Gt(best, limit))) {
     auto least = best;
+    auto const lanes = static_cast<int>(hn::Lanes(d));
     for (int k = -reach; k < lanes + reach; k += lanes) least = hn::Min(least, hn::LoadU(d, site + k));
-    if (hn::AllTrue(d, hn::Gt(least, hn::Set(d, reachSquared)))) return best;
+    if (hn::AllTrue(d, hn::Gt(least, limit))) return best;
   }
-  for (int k = 1; k <= reach; ++k) {
-    auto const square = hn::Set(d, static_cast<std::int16_t>(k * k));
+  // Four neighbours a turn: asking more often whether to go on costs more than it saves.
+  auto square = hn::Set(d, 1);
+  auto increment = hn::Set(d, 3);
+  auto const two = hn::Set(d, 2);
+  for (int k = 1; k <= reach; k += 4) {
     if (hn::AllFalse(d, hn::Gt(best, square))) break;
-    auto const pair = hn::Min(hn::LoadU(d, site - k), hn::LoadU(d, site + k));
-    best = hn::Min(best, hn::SaturatedAdd(pair, square));
+    HWY_UNROLL(4)
+    for (int next = k; next < k + 4; ++next) {
+      auto const pair = hn::Min(hn::LoadU(d, site - next), hn::LoadU(d, site + next));
+      best = hn::Min(best, hn::SaturatedAdd(pair, square));
+      square = hn::Add(square, increment);
+      increment = hn::Add(increment, two);
+    }
   }
   return best;
 }
 
-/// Squared distances up to `reachSquared`; whatever is larger is only a bound. Lists the blocks that hold
-/// any such.
+/// Squared distances up to `reachSquared`; whatever is larger is only a bound. Lists the blocks that hold any
+/// such.
 std::size_t NearPass(Row const& row) {
   hn::ScalableTag<std::int16_t> const d;
   std::size_t farBlocks = 0;
@@ -141,8 +150,8 @@ std::size_t NearPass(Row const& row) {
     auto const valid = hn::FirstN(d, row.width - i);
     auto const inside = hn::IfThenElseZero(valid, hn::LoadU(d, row.insideSites + i));
     auto const outside = hn::IfThenElseZero(valid, hn::LoadU(d, row.outsideSites + i));
-    auto best = NearestSquared(d, row.insideSites + i, inside);
-    best = hn::Add(best, NearestSquared(d, row.outsideSites + i, outside));
+    auto const best = hn::Add(NearestSquared(d, row.insideSites + i, inside),
+                              NearestSquared(d, row.outsideSites + i, outside));
     hn::Store(best, d, row.nearDistances + i);
     row.farBlocks[farBlocks] = static_cast<std::int32_t>(i);
     farBlocks += !hn::AllFalse(d, hn::Gt(best, hn::Set(d, reachSquared)));
@@ -150,109 +159,101 @@ std::size_t NearPass(Row const& row) {
   return farBlocks;
 }
 
-/// The smallest s in [begin, end] that minimises site[s] + (u − s)².
+/// An s in [begin, end] that minimises site[s] + (u − s)². Sites up to a vector beyond `end` are looked at
+/// too, which does no harm.
 std::int32_t Nearest(std::int32_t const* site, std::int32_t begin, std::int32_t end, std::int32_t u) {
   hn::ScalableTag<std::int32_t> const d;
-  auto const step = static_cast<std::int32_t>(hn::Lanes(d));
-  auto best = hn::Set(d, 0x7FFFFFFF);
-  auto bestPosition = hn::Set(d, end);
-  auto position = hn::Iota(d, begin);
+  auto const lanes = static_cast<std::int32_t>(hn::Lanes(d));
   auto const target = hn::Set(d, u);
-  for (std::int32_t s = begin; s <= end; s += step) {
-    auto const offset = hn::Sub(position, target);
-    auto const value = hn::Add(hn::LoadU(d, site + s), hn::Mul(offset, offset));
-    auto const better = hn::Lt(value, best);
+  auto const step = hn::Set(d, lanes);
+  auto position = hn::Iota(d, begin);
+  auto best = hn::Set(d, 0x7FFFFFFF);
+  auto bestPosition = position;
+  for (std::int32_t s = begin; s <= end; s += lanes) {
+    auto const away = hn::Sub(position, target);
+    auto const value = hn::Add(hn::LoadU(d, site + s), hn::Mul(away, away));
+    bestPosition = hn::IfThenElse(hn::Lt(value, best), position, bestPosition);
     best = hn::Min(best, value);
-    bestPosition = hn::IfThenElse(better, position, bestPosition);
-    position = hn::Add(position, hn::Set(d, step));
+    position = hn::Add(position, step);
   }
-  auto const minimum = hn::MinOfLanes(d, best);
-  auto const candidates = hn::IfThenElse(hn::Eq(best, minimum), bestPosition, hn::Set(d, 0x7FFFFFFF));
-  return hn::GetLane(hn::MinOfLanes(d, candidates));
+  HWY_ALIGN std::int32_t positions[HWY_MAX_BYTES / sizeof(std::int32_t)];
+  hn::Store(bestPosition, d, positions);
+  return positions[hn::FindFirstTrue(d, hn::Eq(best, hn::MinOfLanes(d, best)))];
 }
 
-/// Solves the positions between two solved ones by halves: a position's nearest site lies between those
-/// of its neighbours.
-void SolveBetween(Row const& row, std::int32_t first, std::size_t low, std::size_t high) {
-  if (high - low < 2) return;
-  std::size_t const middle = (low + high) / 2;
-  row.nearest[middle] = Nearest(row.sites, row.nearest[low], row.nearest[high],
-                                first + static_cast<std::int32_t>(middle * spacing));
-  SolveBetween(row, first, low, middle);
-  SolveBetween(row, first, middle, high);
+/// How far from `position`, at one end of a group of far blocks, its nearest site can be: as far as the one
+/// in its own column, and hardly farther than that of the `neighbour` outside the group, whose distance is
+/// known. The latter keeps the work on a row linear, however many groups it holds.
+std::int32_t Radius(Row const& row, std::int32_t position, std::int32_t neighbour) {
+  auto const width = static_cast<std::int32_t>(row.width);
+  auto const rootAbove = [](double square) { return static_cast<std::int32_t>(std::sqrt(square)) + 1; };
+  std::int16_t const mine = row.counts[position];
+  std::int16_t const count = mine >= 0 ? mine : static_cast<std::int16_t>(~mine);
+  std::int32_t const own = count == noneInColumn ? width : rootAbove(row.squares[count]);
+  if (neighbour < 0 || neighbour >= width) return own;
+  return std::min(own, rootAbove(row.nearDistances[neighbour]) + 1);
 }
 
-/// The squared distances of the positions [first, last] of the run [runFirst, runLast] of one side, exact
-/// at any distance. The sites are the run itself and, with 0, its neighbours of the other side; anything
-/// beyond is farther than those.
-void FarPositions(Row const& row, std::int32_t runFirst, std::int32_t runLast, std::int32_t first,
-                  std::int32_t last) {
+/// The squared distances of the positions [first, last], all of one side, exact at any distance. The other
+/// side's voxels are sites with 0. Returns a vector with the largest among its lanes.
+hn::Vec<hn::ScalableTag<std::int32_t>> FarPositions(Row const& row, std::int32_t first, std::int32_t last) {
   hn::ScalableTag<std::int32_t> const d;
   hn::Rebind<std::int16_t, decltype(d)> const dCounts;
   auto const lanes = static_cast<std::int32_t>(hn::Lanes(d));
-
-  // 1: the sites
-  for (std::int32_t i = runFirst; i <= runLast; i += lanes) {
-    auto const mine = hn::PromoteTo(d, hn::LoadU(dCounts, row.counts + i));
-    hn::StoreU(SquaresOf(d, row, hn::Xor(mine, hn::ShiftRight<31>(mine))), d, row.sites + i);
-  }
-  std::int32_t const firstSite = runFirst - 1;
-  std::int32_t const lastSite = runLast + 1;
-  std::fill_n(row.sites + lastSite, lanes + 1, farAway);
-  row.sites[firstSite] = runFirst > 0 ? 0 : farAway;
-  if (static_cast<std::size_t>(lastSite) < row.width) row.sites[lastSite] = 0;
-
-  // 2: the nearest site of every 16th position and of the last
-  auto const length = static_cast<std::size_t>(last - first + 1);
-  std::size_t const blocks = (length + spacing - 2) / spacing;
-  row.nearest[0] = Nearest(row.sites, firstSite, lastSite, first);
-  if (blocks > 0) {
-    row.nearest[blocks] = Nearest(row.sites, row.nearest[0], lastSite, last);
-    SolveBetween(row, first, 0, blocks);
-  }
-
-  // 3: the positions between, each from the few sites between its neighbours' nearest
-  for (std::size_t block = 0; block <= (length - 1) / spacing; ++block) {
-    std::int32_t const from = row.nearest[block];
-    std::int32_t const to = row.nearest[std::min(block + 1, blocks)];
-    std::int32_t const start = first + static_cast<std::int32_t>(block * spacing);
-    HWY_ALIGN std::int32_t result[std::max<std::size_t>(spacing, HWY_MAX_BYTES / 4)];
-    for (std::int32_t v = 0; v < static_cast<std::int32_t>(spacing); v += lanes) {
-      auto away = hn::Sub(hn::Iota(d, start + v), hn::Set(d, from));
-      auto best = hn::Set(d, 0x7FFFFFFF);
-      for (std::int32_t s = from; s <= to; ++s) {
-        best = hn::Min(best, hn::Add(hn::Mul(away, away), hn::Set(d, row.sites[s])));
-        away = hn::Sub(away, hn::Set(d, 1));
-      }
-      hn::Store(best, d, result + v);
-    }
-    std::copy_n(result, std::min<std::int32_t>(spacing, last + 1 - start), row.distances + start);
-  }
-}
-
-/// The end of the run of one side that `position` lies in: the last position towards the right.
-std::int32_t RunEnd(Row const& row, std::int32_t position) {
-  hn::ScalableTag<std::int16_t> const d;
-  bool const inside = row.counts[position] >= 0;
-  auto const lanes = static_cast<std::int32_t>(hn::Lanes(d));
   auto const width = static_cast<std::int32_t>(row.width);
-  for (std::int32_t i = position; i < width; i += lanes) {
-    auto const isOutside = hn::Lt(hn::LoadU(d, row.counts + i), hn::Zero(d));
-    auto const first = hn::FindFirstTrue(d, inside ? isOutside : hn::Not(isOutside));
-    if (first >= 0) return std::min(i + static_cast<std::int32_t>(first), width) - 1;
+
+  // 1: the sites, as far as they can be nearest to any of the positions
+  std::int32_t const firstSite = std::max(0, first - Radius(row, first, first - 1));
+  std::int32_t const lastSite = std::min(width - 1, last + Radius(row, last, last + 1));
+  auto const ownSide = hn::Set(d, row.counts[first] >= 0 ? 0 : -1);
+  for (std::int32_t i = firstSite; i <= lastSite; i += lanes) {
+    auto const count = hn::Xor(hn::PromoteTo(d, hn::LoadU(dCounts, row.counts + i)), ownSide);
+    auto const isOther = hn::Lt(count, hn::Zero(d));
+    hn::StoreU(hn::IfThenZeroElse(isOther, SquaresOf(d, row, hn::Max(count, hn::Zero(d)))), d, row.sites + i);
   }
-  return width - 1;
+  std::fill_n(row.sites + lastSite + 1, lanes, farAway);
+
+  // 2: a nearest site of the first position of each block and of the very last position, by halves: what is
+  // nearest to a position between two others lies between what is nearest to them
+  auto const blockLength = static_cast<std::int32_t>(hn::Lanes(hn::ScalableTag<std::int16_t>()));
+  auto const blocks = static_cast<std::size_t>((last - first) / blockLength) + 1;
+  row.nearest[0] =
+      Nearest(row.sites, firstSite, std::min(lastSite, first + Radius(row, first, first - 1)), first);
+  row.nearest[blocks] = Nearest(row.sites, row.nearest[0], lastSite, last);
+  for (std::size_t half = std::bit_ceil(blocks) / 2; half > 0; half /= 2) {
+    for (std::size_t b = half; b < blocks; b += 2 * half) {
+      row.nearest[b] = Nearest(row.sites, row.nearest[b - half], row.nearest[std::min(b + half, blocks)],
+                               first + static_cast<std::int32_t>(b) * blockLength);
+    }
+  }
+
+  // 3: all positions of a block, from the few sites between
+  auto const one = hn::Set(d, 1);
+  auto farthest = hn::Zero(d);
+  for (std::size_t b = 0; b < blocks; ++b) {
+    std::int32_t const start = first + static_cast<std::int32_t>(b) * blockLength;
+    auto lowAway = hn::Iota(d, start - row.nearest[b]);
+    auto highAway = hn::Iota(d, start - row.nearest[b] + lanes);
+    auto low = hn::Set(d, 0x7FFFFFFF);
+    auto high = low;
+    for (std::int32_t s = row.nearest[b]; s <= row.nearest[b + 1]; ++s) {
+      auto const site = hn::Set(d, row.sites[s]);
+      low = hn::Min(low, hn::Add(hn::Mul(lowAway, lowAway), site));
+      high = hn::Min(high, hn::Add(hn::Mul(highAway, highAway), site));
+      lowAway = hn::Sub(lowAway, one);
+      highAway = hn::Sub(highAway, one);
+    }
+    farthest = hn::Max(farthest, hn::Max(low, high));
+    hn::StoreU(low, d, row.distances + start);
+    if (blockLength > lanes) hn::StoreU(high, d, row.distances + start + lanes);
+  }
+  return farthest;
 }
 
-/// The same towards the left.
-std::int32_t RunStart(Row const& row, std::int32_t position) {
-  bool const inside = row.counts[position] >= 0;
-  while (position > 0 && (row.counts[position - 1] >= 0) == inside) --position;
-  return position;
-}
-
-/// All distances in 32 bits, those beyond reach computed anew.
-void FarPass(Row const& row, std::size_t farBlocks) {
+/// All distances in 32 bits, those of the far blocks computed anew. Blocks that follow each other are of one
+/// side, and one side alone: what lies beyond reach has no other side within a block's length.
+/// Returns the largest, or `reachSquared` if that is larger.
+std::int32_t FarPass(Row const& row, std::size_t farBlocks) {
   hn::ScalableTag<std::int32_t> const d;
   hn::Rebind<std::int16_t, decltype(d)> const dNear;
   for (std::size_t i = 0; i < row.width; i += hn::Lanes(d)) {
@@ -260,59 +261,88 @@ void FarPass(Row const& row, std::size_t farBlocks) {
   }
   auto const blockLength = static_cast<std::int32_t>(hn::Lanes(hn::ScalableTag<std::int16_t>()));
   auto const width = static_cast<std::int32_t>(row.width);
-  std::int32_t solved = 0;
-  for (std::size_t b = 0; b < farBlocks; ++b) {
-    std::int32_t const blockEnd = std::min(row.farBlocks[b] + blockLength, width);
-    for (std::int32_t first = std::max(solved, row.farBlocks[b]); first < blockEnd; ++first) {
-      if (row.nearDistances[first] <= reachSquared) continue;
-      std::int32_t const runFirst = RunStart(row, first);
-      std::int32_t const runLast = RunEnd(row, first);
-      // Far blocks that follow without a gap are solved together.
-      std::size_t lastBlock = b;
-      while (lastBlock + 1 < farBlocks &&
-             row.farBlocks[lastBlock + 1] == row.farBlocks[lastBlock] + blockLength) {
-        ++lastBlock;
-      }
-      std::int32_t const last = std::min(runLast, row.farBlocks[lastBlock] + blockLength - 1);
-      FarPositions(row, runFirst, runLast, first, last);
-      first = solved = last + 1;
+  auto farthest = hn::Set(d, reachSquared);
+  for (std::size_t b = 0; b < farBlocks;) {
+    std::int32_t const first = row.farBlocks[b];
+    std::int32_t end = first;
+    while (b < farBlocks && row.farBlocks[b] == end) {
+      end += blockLength;
+      ++b;
     }
+    farthest = hn::Max(farthest, FarPositions(row, first, std::min(end, width) - 1));
   }
+  return hn::GetLane(hn::MaxOfLanes(d, farthest));
 }
 
-/// Roots from the table, with the sign of the side.
-template <class Distance>
-void WriteDistances(Row const& row, Distance const* squared, float const* squareRoots, float* distances) {
+/// Whether the table entries [begin, end) are what the square root of their index is. Where they are,
+/// computing roots is faster than looking them up.
+bool ArePlainRoots(float const* table, std::int32_t begin, std::int32_t end) {
   hn::ScalableTag<float> const d;
   hn::RebindToSigned<decltype(d)> const di;
-  hn::Rebind<Distance, decltype(d)> const dSquared;
+  auto const lanes = static_cast<std::int32_t>(hn::Lanes(d));
+  bool plain = true;
+  std::int32_t k = begin;
+  for (; k + lanes <= end && plain; k += lanes) {
+    plain = hn::AllTrue(d, hn::Eq(hn::LoadU(d, table + k), hn::Sqrt(hn::ConvertTo(d, hn::Iota(di, k)))));
+  }
+  for (; k < end && plain; ++k) plain = table[k] == std::sqrt(static_cast<float>(k));
+  return plain;
+}
+
+/// Roots with the sign of the side.
+template <bool plainRoots, class Squared>
+void WriteDistances(Row const& row, Squared const* squared, float const* table, float* distances) {
+  hn::ScalableTag<float> const d;
+  hn::RebindToSigned<decltype(d)> const di;
+  hn::Rebind<Squared, decltype(d)> const dSquared;
   hn::Rebind<std::int16_t, decltype(d)> const dCounts;
   auto const signBit = hn::SignBit(d);
   std::size_t i = 0;
   for (; i + hn::Lanes(d) <= row.width; i += hn::Lanes(d)) {
-    auto index = hn::Undefined(di);
-    if constexpr (sizeof(Distance) == sizeof(float)) {
+    auto index = hn::Zero(di);
+    if constexpr (sizeof(Squared) == sizeof(float)) {
       index = hn::Load(dSquared, squared + i);
     } else {
       index = hn::PromoteTo(di, hn::LoadU(dSquared, squared + i));
     }
+    auto root = hn::Zero(d);
+    if constexpr (plainRoots) {
+      root = hn::Sqrt(hn::ConvertTo(d, index));
+    } else {
+      root = hn::GatherIndex(d, table, index);
+    }
     auto const outside = hn::BitCast(d, hn::PromoteTo(di, hn::LoadU(dCounts, row.counts + i)));
-    hn::StoreU(hn::Xor(hn::GatherIndex(d, squareRoots, index), hn::AndNot(outside, signBit)), d,
-               distances + i);
+    hn::StoreU(hn::Xor(root, hn::AndNot(outside, signBit)), d, distances + i);
   }
   for (; i < row.width; ++i) {
-    float const root = squareRoots[squared[i]];
+    float const root = table[squared[i]];
     distances[i] = row.counts[i] >= 0 ? -root : root;
   }
 }
 
-void SolveRow(Row const& row, float const* squareRoots, float* distances) {
-  PrepareNearSites(row);
-  if (std::size_t const farBlocks = NearPass(row); farBlocks > 0) {
-    FarPass(row, farBlocks);
-    WriteDistances(row, row.distances, squareRoots, distances);
+template <class Squared>
+void WriteDistances(Row const& row, Squared const* squared, std::int32_t largest, Roots& roots,
+                    float* distances) {
+  if (largest >= roots.plainUpTo && roots.plain) {
+    // Twice as far as asked for, so that it does not come to this often.
+    std::int32_t const end = std::min(2 * largest + 1, roots.count);
+    roots.plain = ArePlainRoots(roots.table, roots.plainUpTo, end);
+    roots.plainUpTo = end;
+  }
+  if (roots.plain) {
+    WriteDistances<true>(row, squared, roots.table, distances);
   } else {
-    WriteDistances(row, row.nearDistances, squareRoots, distances);
+    WriteDistances<false>(row, squared, roots.table, distances);
+  }
+}
+
+/// One row from counts and near sites to distances.
+void SolveRow(Row const& row, Roots& roots, float* distances) {
+  if (std::size_t const farBlocks = NearPass(row); farBlocks > 0) {
+    std::int32_t const largest = FarPass(row, farBlocks);
+    WriteDistances(row, row.distances, largest, roots, distances);
+  } else {
+    WriteDistances(row, row.nearDistances, reachSquared, roots, distances);
   }
 }
 
@@ -329,12 +359,15 @@ namespace lorb {
 HWY_EXPORT(StepDown);
 HWY_EXPORT(StepUp);
 HWY_EXPORT(ColumnDistances);
+HWY_EXPORT(PrepareNearSites);
 HWY_EXPORT(SolveRow);
 
 namespace {
 
 constexpr std::size_t alignment = 64;
-constexpr int exactInFloat = 1 << 24;
+
+/// Up to this height no column distance reaches beyond 2²⁴, where sums in single precision are still exact.
+constexpr int exactHeight = (1 << 12) + 1;
 
 std::size_t wholeVectors(std::size_t count) {
   return (count + 63) / 64 * 64;
@@ -348,7 +381,9 @@ void SignedSlice::Aligned::operator()(void* memory) const {
 
 template <class T>
 SignedSlice::Array<T> SignedSlice::allocate(std::size_t count) {
-  return Array<T>(static_cast<T*>(::operator new(count * sizeof(T), std::align_val_t(alignment))));
+  void* const memory = ::operator new(count * sizeof(T), std::align_val_t(alignment));
+  preferHugePages(memory, count * sizeof(T));
+  return Array<T>(static_cast<T*>(memory));
 }
 
 bool SignedSlice::canHold(int width, int height) {
@@ -360,16 +395,20 @@ bool SignedSlice::canHold(int width, int height) {
 SignedSlice::SignedSlice(int width, int height, float const* squareRoots)
     : width_(width),
       height_(height),
-      infinity_(static_cast<float>(width * width + height * height)),
-      squareRoots_(squareRoots),
+      roots_{squareRoots, width * width + height * height},
       rowLength_(wholeVectors(static_cast<std::size_t>(width))),
       counts_(allocate<std::int16_t>(rowLength_ * static_cast<std::size_t>(height) + signed_row::margin)),
       squares_(allocate<std::uint32_t>(static_cast<std::size_t>(height))),
       infinite_(allocate<std::uint32_t>(static_cast<std::size_t>(height))),
-      rowWork_(allocate<std::int32_t>(6 * (rowLength_ + 2 * signed_row::margin))) {
+      rowWork_(allocate<std::int32_t>(7 * (rowLength_ + 2 * signed_row::margin))) {
+  std::fill_n(reinterpret_cast<std::int16_t*>(rowWork_.get()), 4 * (rowLength_ + 2 * signed_row::margin),
+              signed_row::nowhere);
+  // Vectors at the end of a row read what is beside it; nothing there may be mistaken for an index.
+  for (int j = 0; j < height; ++j) std::fill(row(j) + width, row(j) + rowLength_, std::int16_t{0});
+  std::fill_n(row(height), signed_row::margin, std::int16_t{0});
   // Sums of odd numbers in single precision: beyond 2²⁴ they are no longer squares.
   float square = 0.0F;
-  float infinite = infinity_;
+  float infinite = static_cast<float>(roots_.count);
   int increment = 1;
   for (int k = 0; k < height; ++k) {
     squares_[static_cast<std::size_t>(k)] = static_cast<std::uint32_t>(square);
@@ -398,8 +437,15 @@ void SignedSlice::completeRow(int j) {
 }
 
 void SignedSlice::leaveRow(int j, float* distances) {
+  // One row ahead: what has just been stored can't be read back at odd addresses without a wait.
+  if (j + 1 == height_) prepareRow(j);
+  if (j > 0) prepareRow(j - 1);
+  HWY_DYNAMIC_DISPATCH(SolveRow)(workOn(j), roots_, distances);
+}
+
+void SignedSlice::prepareRow(int j) {
   completeRow(j);
-  HWY_DYNAMIC_DISPATCH(SolveRow)(workOn(j), squareRoots_, distances);
+  HWY_DYNAMIC_DISPATCH(PrepareNearSites)(workOn(j));
 }
 
 std::uint32_t const* SignedSlice::columnDistances(int j, bool ofInside) {
@@ -412,16 +458,17 @@ std::uint32_t const* SignedSlice::columnDistances(int j, bool ofInside) {
 signed_row::Row SignedSlice::workOn(int j) const {
   std::size_t const length = rowLength_ + 2 * signed_row::margin;
   auto* const near = reinterpret_cast<std::int16_t*>(rowWork_.get());
-  auto* const far = rowWork_.get() + 2 * length;
+  auto* const sites = near + (j % 2 == 0 ? 0 : 2 * length);  // neighbouring rows have their own
+  auto* const far = rowWork_.get() + 3 * length;
   return {
       static_cast<std::size_t>(width_),
       row(j),
       squares_.get(),
       infinite_[static_cast<std::size_t>(j)],
-      infinity_ + static_cast<float>(height_) * static_cast<float>(height_) < exactInFloat,
-      near + signed_row::margin,
-      near + length + signed_row::margin,
-      near + 2 * length,
+      height_ <= exactHeight,
+      sites + signed_row::margin,
+      sites + length + signed_row::margin,
+      near + 4 * length,
       far,
       far + length + signed_row::margin,
       far + 2 * length,

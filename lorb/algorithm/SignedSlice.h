@@ -38,7 +38,7 @@ class SignedSlice {
   /// Whether the rows entered from row 1 on hold both inside and outside voxels.
   bool hasBoundary() const { return seenInside_ && seenOutside_; }
 
-  /// The signed distances of row `j`. Only for slices with a boundary.
+  /// The signed distances of row `j`. Only for slices with a boundary, and from the last row to the first.
   void leaveRow(int j, float* distances);
 
   /// Only completes row `j`, so that its column distances can be asked for.
@@ -57,13 +57,13 @@ class SignedSlice {
   template <class T>
   static Array<T> allocate(std::size_t count);
 
+  void prepareRow(int j);
   signed_row::Row workOn(int j) const;
   std::int16_t* row(int j) const { return counts_.get() + static_cast<std::size_t>(j) * rowLength_; }
 
   int width_;
   int height_;
-  float infinity_;
-  float const* squareRoots_;
+  signed_row::Roots roots_;
   std::size_t rowLength_;  // width, up to a whole number of vectors
   bool seenInside_ = false;
   bool seenOutside_ = false;

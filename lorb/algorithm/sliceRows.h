@@ -63,6 +63,21 @@ template <class Volume>
 constexpr int slabSize<Transform::TypedSlice<Transform::planeYZ, Volume>> =
     static_cast<int>(voxel_rows::maxAcross);
 
+/// How many slices from `view.slice` on go into one slab of at most `most`. YZ slabs end where the cache
+/// lines of the output do, so that lines are written whole.
+template <class View>
+int slabLength(View const&, int most) {
+  return most;
+}
+
+template <class Volume>
+int slabLength(Transform::TypedSlice<Transform::planeYZ, Volume> const& view, int most) {
+  auto const address =
+      reinterpret_cast<std::uintptr_t>(view.dataset->pages[0].data.data() + view.index(0, 0));
+  auto const beyondLine = static_cast<int>(address / sizeof(float) % voxel_rows::maxAcross);
+  return std::min(most, static_cast<int>(voxel_rows::maxAcross) - beyondLine);
+}
+
 /// Where a row of every slice of a slab passes through.
 struct SlabBuffers {
   SlabBuffers(int width, int slices)
@@ -151,15 +166,20 @@ void leave(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const& view, in
 
 // --- what a slice is fit for -------------------------------------------------------------------------
 
-/// Whether a float comes back from the slice with the bits it was written with.
+/// Whether rows can be written in any order and a float comes back with the bits it was written with.
 template <Transform::PlaneOrientationE Plane>
-bool keepsFloats(Transform::GenericSlice<Plane> const& view) {
+bool takesFloats(Transform::GenericSlice<Plane> const& view) {
   return view.dataset->getElementType() >= elementFloat;
 }
 
+/// A page with a shape of its own may hold several rows in the same place.
 template <Transform::PlaneOrientationE Plane>
-bool keepsFloats(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const&) {
-  return true;
+bool takesFloats(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const& view) {
+  constexpr Transform::SliceAxes axes = Transform::axesOf(Plane);
+  auto const& extents = view.dataset->extents;
+  return !view.dataset->pages.empty() && view.dataset->pages[0].extents == extents &&
+         static_cast<std::uint64_t>(view.width) <= extents[axes.i] &&
+         static_cast<std::uint64_t>(view.height) <= extents[axes.j];
 }
 
 }  // namespace lorb::rows

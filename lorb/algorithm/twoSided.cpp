@@ -27,9 +27,9 @@ struct Evidence {
   bool allOutside = true;
 
   void add(std::uint8_t const* inside, int count) {
-    auto const insideCount = std::count(inside, inside + count, std::uint8_t{1});
-    if (insideCount > 0) allOutside = false;
-    if (insideCount < count) allInside = false;
+    auto const outsideCount = std::count(inside, inside + count, std::uint8_t{0});
+    if (outsideCount > 0) allInside = false;
+    if (outsideCount < count) allOutside = false;
   }
 };
 
@@ -129,8 +129,8 @@ class Scratch {
 template <class In, class Out>
 void computeByKernels(EuclideanDistanceTransform2D& transform, In const& in, sliceXY const& scratch,
                       Out const& out) {
-  // A slice without voxels has no first voxel to look at and nothing to write.
-  if (in.width < 1 || in.height < 1) return;
+  // Where there is nothing to write, there need not be anything to read.
+  if (out.width < 1 || out.height < 1) return;
   if (transform.twoSidedIn(in, scratch, out)) {
     transform.twoSidedOut(out, scratch);
   } else {
@@ -143,20 +143,20 @@ template <class In, class Out>
 class Slab {
  public:
   static bool canHold(In const& in, Out const& out) {
-    return in.width == out.width && in.height == out.height && rows::keepsFloats(out) &&
+    return in.width == out.width && in.height == out.height && rows::takesFloats(out) &&
            SignedSlice::canHold(in.width, in.height);
   }
 
   /// Up to `end`, as many slices together as pay.
-  Slab(EuclideanDistanceTransform2D const& transform, In const& in, Out const& out, int end)
+  Slab(EuclideanDistanceTransform2D const& transform, In const& in, Out const& out, std::int64_t end)
       : size_(slabSize(in, out, end)), buffers_(in.width, size_) {
     slices_.reserve(static_cast<std::size_t>(size_));
     for (int s = 0; s < size_; ++s) slices_.emplace_back(in.width, in.height, transform.sqrtTable.values);
   }
 
   /// The slices from `in.slice` on; returns how many, not more than up to `end`.
-  int compute(In const& in, Out const& out, int end) {
-    int const count = std::min(size_, end - in.slice);
+  int compute(In const& in, Out const& out, std::int64_t end) {
+    auto const count = static_cast<int>(std::min<std::int64_t>(rows::slabLength(out, size_), end - in.slice));
     std::vector<float> fill(static_cast<std::size_t>(count));
     auto row = in;
     for (float& value : fill) {
@@ -191,10 +191,10 @@ class Slab {
   }
 
  private:
-  static int slabSize(In const& in, Out const& out, int end) {
+  static int slabSize(In const& in, Out const& out, std::int64_t end) {
     // Slices of one volume that end up in others' places must be seen to do so one after the other.
     bool const overlapping = static_cast<void const*>(in.dataset) == out.dataset && in.slice != out.slice;
-    return overlapping ? 1 : std::min(rows::slabSize<Out>, end - in.slice);
+    return overlapping ? 1 : static_cast<int>(std::min<std::int64_t>(rows::slabSize<Out>, end - in.slice));
   }
 
   int size_;
@@ -204,7 +204,8 @@ class Slab {
 
 /// The slices from `in.slice` up to `end`, `out.slice` advancing in step.
 template <class In, class Out>
-void computeSlices(EuclideanDistanceTransform2D& transform, In in, sliceXY const& scratch, Out out, int end) {
+void computeSlices(EuclideanDistanceTransform2D& transform, In in, sliceXY const& scratch, Out out,
+                   std::int64_t end) {
   if (in.slice < end && Slab<In, Out>::canHold(in, out)) {
     Slab<In, Out> slab(transform, in, out, end);
     while (in.slice < end) {
@@ -261,7 +262,7 @@ void EuclideanDistanceTransform2D::computeSingleSliceTwoSided(In in, Out out, in
   sqrtTable.init(squaredDiagonal(in.width, in.height));
   out.slice = slice;
   in.slice = slice;
-  computeSlices(*this, in, view, out, slice + 1);
+  computeSlices(*this, in, view, out, std::int64_t{slice} + 1);
 }
 
 #define LORB_INSTANCE template LORB_EXPORT

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -196,11 +197,57 @@ TEST(DriversTest, ALaterSliceSeesWhatAnEarlierOneWroteIntoTheSameVolume) {
   }
 }
 
-TEST(DriversTest, ALargerOutputIsFilledWholeAndOtherwiseWrittenWhereTheInputReaches) {
+TEST(DriversTest, ALargerOutputIsFilledWhole) {
   TImageDataset<float, 3> input({3, 3, 1});
   auto output = untouchedOutput({4, 5, 1});
   Transform().computeTwoSidedT(&input, &output);
   EXPECT_TRUE(allEqual(output, 18.0F)) << "the bound follows the input, the fill the output";
+}
+
+TEST(DriversTest, ALargerOutputRunsBeyondTheScratchWhichFollowsTheInput) {
+  TImageDataset<float, 3> input({3, 3, 1});
+  input(1, 1, 0) = 1;
+  auto output = untouchedOutput({4, 5, 1});
+  EXPECT_THROW(Transform().computeTwoSidedT(&input, &output), std::out_of_range);
+  EXPECT_EQ(output(1, 1, 0), -1.0F) << "the inside distances are written by then";
+}
+
+TEST(DriversTest, AnOutputWiderThanAnEmptyViewIsFilled) {
+  TImageDataset<short, 3> input({4, 3, 1});
+  auto output = untouchedOutput({4, 3, 1});
+  Transform().computeAllSlicesTwoSided(Transform::CIsliceXY<short>{&input, 0, 3, 1, 0},
+                                       Transform::IsliceXY<float>{&output, 4, 3, 1, 0});
+  EXPECT_TRUE(allEqual(output, 9.0F));
+}
+
+TEST(DriversTest, PagesOfAnotherShapeAreWrittenInTheOrderOfTheKernels) {
+  // Rows of a page that is too narrow overlap: what is written last stays.
+  std::mt19937 random(8);
+  auto const mask = reference::randomMask(9 * 8 * 7, reference::Filling::half, random);
+  auto const input = reference::volumeFromMask<short>({9, 8, 7}, mask, random);
+  for (auto const plane : {Transform::planeXY, Transform::planeXZ, Transform::planeYZ}) {
+    auto output = untouchedOutput({9, 8, 7});
+    output.pages[0].extents = {5, 4, 7};
+    auto expected = output;
+    auto const [width, height, slices] = reference::planeExtents(plane, 9, 8, 7);
+    auto const roots = reference::squareRoots(width * width + height * height);
+    for (int k = 0; k < slices; ++k) {
+      auto const at = [&, plane](int i, int j, std::uint64_t nx, std::uint64_t ny) {
+        std::uint64_t x = 0, y = 0, z = 0;
+        reference::place(plane, i, j, k, x, y, z);
+        return (z * ny + y) * nx + x;
+      };
+      reference::LiteralSlice slice(
+          width, height, [&](int i, int j) { return input.voxels()[at(i, j, 9, 8)] > 0; },
+          [&](int i, int j) { return expected.voxels()[at(i, j, 5, 4)]; },
+          [&](int i, int j, float value) { expected.voxels()[at(i, j, 5, 4)] = value; }, roots.data());
+      slice.compute();
+    }
+    Transform transform;
+    transform.setPlane(plane);
+    transform.computeTwoSided(&input, &output);
+    EXPECT_TRUE(sameBits(output, expected)) << "plane " << plane;
+  }
 }
 
 TEST(DriversTest, GenericDatasetsThrowOutsideAndKeepFinishedSlices) {

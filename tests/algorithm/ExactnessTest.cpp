@@ -3,13 +3,15 @@
 #include "tests/ElementTypes.h"
 #include "tests/reference/bruteForce.h"
 #include "tests/reference/literalTransform.h"
+#include "tests/reference/targets.h"
 #include "tests/reference/volumes.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 
 #include <gtest/gtest.h>
 
-#include <numeric>
+#include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -51,13 +53,15 @@ void onEveryVolume(F f) {
   }
 }
 
-TYPED_TEST(ExactnessTest, TypedVolumesEqualTheLiteralProcedure) {
+TYPED_TEST(ExactnessTest, TypedVolumesEqualTheLiteralProcedureWithEveryInstructionSet) {
   Transform transform;
   onEveryVolume<TypeParam>([&](auto const& volume, auto plane, auto const& expected) {
-    auto output = reference::untouchedOutput(volume.extents);
     transform.setPlane(plane);
-    transform.computeTwoSided(&volume, &output);
-    EXPECT_TRUE(sameBits(output, expected));
+    reference::onEveryTarget([&] {
+      auto output = reference::untouchedOutput(volume.extents);
+      transform.computeTwoSided(&volume, &output);
+      EXPECT_TRUE(sameBits(output, expected));
+    });
   });
 }
 
@@ -200,12 +204,53 @@ TEST(ExactnessTest, RoundsLikeTheLiteralProcedureBeyondSinglePrecision) {
       ++seed;
       auto const volume = patches<unsigned char>(extents, seed, count);
       auto expected = reference::untouchedOutput(extents);
-      auto output = reference::untouchedOutput(extents);
       reference::literalTransform(volume, expected, 2);
       Transform transform;
-      transform.computeTwoSided(&volume, &output);
-      EXPECT_TRUE(sameBits(output, expected)) << "seed " << seed;
+      reference::onEveryTarget([&] {
+        auto output = reference::untouchedOutput(extents);
+        transform.computeTwoSided(&volume, &output);
+        EXPECT_TRUE(sameBits(output, expected)) << "seed " << seed;
+      });
     }
+  }
+}
+
+TEST(ExactnessTest, LongFarRunsInSlicesBeyondSinglePrecision) {
+  // One column apart from all others, at widths around whole vectors: far from everything, to the last voxel.
+  for (std::uint64_t const width : {4096U, 4097U, 4110U}) {
+    for (std::uint64_t const height : {2U, 4200U}) {
+      if (width > 4096 && height > 2) continue;
+      TImageDataset<short, 3> volume({width, height, 1});
+      std::fill(volume.voxels().begin(), volume.voxels().end(), short{1});
+      for (std::uint64_t y = 0; y < height; ++y) volume(0, y, 0) = 0;
+      auto expected = reference::untouchedOutput(volume.extents);
+      reference::literalTransform(volume, expected, 2);
+      Transform transform;
+      reference::onEveryTarget([&] {
+        auto output = reference::untouchedOutput(volume.extents);
+        transform.computeTwoSided(&volume, &output);
+        EXPECT_TRUE(sameBits(output, expected)) << width << " x " << height;
+      });
+    }
+  }
+}
+
+TEST(ExactnessTest, RowsWithManyFarGroupsEqualTheLiteralProcedure) {
+  // Teeth in every 60th row of wide slices: groups of far voxels with near ones between.
+  for (std::uint64_t const gap : {96U, 150U, 200U, 333U}) {
+    TImageDataset<unsigned char, 3> volume({2000, 130, 1});
+    std::fill(volume.voxels().begin(), volume.voxels().end(), static_cast<unsigned char>(1));
+    for (std::uint64_t y = 7; y < 130; y += 60) {
+      for (std::uint64_t x = gap / 3; x < 2000; x += gap) volume(x, y, 0) = 0;
+    }
+    auto expected = reference::untouchedOutput(volume.extents);
+    reference::literalTransform(volume, expected, 2);
+    Transform transform;
+    reference::onEveryTarget([&] {
+      auto output = reference::untouchedOutput(volume.extents);
+      transform.computeTwoSided(&volume, &output);
+      EXPECT_TRUE(sameBits(output, expected)) << gap;
+    });
   }
 }
 
@@ -219,6 +264,62 @@ TEST(ExactnessTest, RoundsAlikeOnEveryPlane) {
     transform.setPlane(plane);
     transform.computeTwoSided(&volume, &output);
     EXPECT_TRUE(sameBits(output, expected)) << "plane " << plane;
+  }
+}
+
+TEST(ExactnessTest, DistancesOfEveryLengthEqualTheLiteralProcedure) {
+  // Smooth shapes and lone voxels in slices of several hundred voxels: neighbours near, far, and in between.
+  std::mt19937 random(31);
+  for (int const side : {97, 128, 200, 333, 512}) {
+    for (int const voxels : {1, 2, 5, 30}) {
+      auto const n = static_cast<std::uint64_t>(side);
+      TImageDataset<unsigned char, 3> volume({n, n, 2});
+      for (int k = 0; k < voxels; ++k) {
+        auto const place = [&](int low, int high) {
+          return std::uniform_int_distribution<int>(low, high)(random);
+        };
+        int const radius = place(0, side / 5), cx = place(0, side - 1), cy = place(0, side - 1);
+        for (int y = std::max(0, cy - radius); y <= std::min(side - 1, cy + radius); ++y) {
+          for (int x = std::max(0, cx - radius); x <= std::min(side - 1, cx + radius); ++x) {
+            if ((x - cx) * (x - cx) + (y - cy) * (y - cy) > radius * radius) continue;
+            volume(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y), 0) = 1;
+          }
+        }
+      }
+      for (std::size_t k = 0; k < n * n; ++k) volume.voxels()[n * n + k] = volume.voxels()[k] == 0;
+      auto expected = reference::untouchedOutput(volume.extents);
+      reference::literalTransform(volume, expected, 2);
+      Transform transform;
+      reference::onEveryTarget([&] {
+        auto output = reference::untouchedOutput(volume.extents);
+        transform.computeTwoSided(&volume, &output);
+        EXPECT_TRUE(sameBits(output, expected)) << side << ", " << voxels;
+      });
+    }
+  }
+}
+
+TEST(ExactnessTest, DistancesComeFromTheTable) {
+  // A host may have put other values into the table than roots; they are what is written.
+  std::mt19937 random(3);
+  auto const mask = reference::randomMask(90 * 80, Filling::sparse, random);
+  auto const volume = reference::volumeFromMask<bool>({90, 80, 1}, mask, random);
+  TImageDataset<float, 3> roots(volume.extents);
+  TImageDataset<float, 3> squares(volume.extents);
+  for (int const first : {1, 2, 100}) {
+    Transform transform;
+    transform.computeTwoSided(&volume, &roots);
+    for (int k = first; k <= transform.sqrtTable.maxIndex; ++k)
+      transform.sqrtTable.values[k] = static_cast<float>(k);
+    reference::onEveryTarget([&] {
+      transform.computeTwoSided(&volume, &squares);
+      for (std::size_t k = 0; k < mask.size(); ++k) {
+        float const distance = roots.voxels()[k];
+        float const square = std::round(distance * distance);
+        EXPECT_EQ(squares.voxels()[k],
+                  square < static_cast<float>(first) ? distance : std::copysign(square, distance));
+      }
+    });
   }
 }
 

@@ -20,7 +20,13 @@ template <class Inside, class Get, class Set>
 class LiteralSlice {
  public:
   LiteralSlice(int width, int height, Inside inside, Get get, Set set, float const* roots)
-      : width_(width), height_(height), inside_(inside), get_(get), set_(set), roots_(roots) {}
+      : width_(width),
+        height_(height),
+        inside_(inside),
+        get_(get),
+        set_(set),
+        roots_(roots),
+        scratch_(width > 0 ? static_cast<std::size_t>(width) * static_cast<std::size_t>(height) : 0) {}
 
   void compute() {
     if (twoSidedIn()) {
@@ -73,7 +79,6 @@ class LiteralSlice {
 
   template <class Source>
   void columnPass(Source source) {
-    scratch_.assign(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_), -1.0F);
     allInside_ = true;
     allOutside_ = true;
     for (int i = 0; i < width_; ++i) {
@@ -180,28 +185,37 @@ inline PlaneExtents planeExtents(int plane, int nx, int ny, int nz) {
   return {ny, nz, nx};
 }
 
-/// The transform of every slice of a typed volume, or of slice `only` when that is not negative.
+/// The transform of every slice of a typed volume, or of slice `only` when that is not negative. `roots`,
+/// when given, must hold the square roots up to the squared diagonal of a slice.
 template <class T>
 void literalTransform(lorb::TImageDataset<T, 3> const& input, lorb::TImageDataset<float, 3>& output,
-                      int plane, int only = -1) {
+                      int plane, int only = -1, float const* roots = nullptr) {
   auto const* size = input.size_array();
   auto const [width, height, slices] =
       planeExtents(plane, static_cast<int>(size[0]), static_cast<int>(size[1]), static_cast<int>(size[2]));
-  std::uint64_t const nx = size[0];
-  std::uint64_t const ny = size[1];
-  std::vector<float> const roots = squareRoots(width * width + height * height);
+  std::vector<float> ownRoots;
+  if (roots == nullptr) {
+    ownRoots = squareRoots(width * width + height * height);
+    roots = ownRoots.data();
+  }
+  auto const offset = [&, nx = size[0], ny = size[1]](int i, int j, int k) {
+    std::uint64_t x = 0, y = 0, z = 0;
+    place(plane, i, j, k, x, y, z);
+    return (z * ny + y) * nx + x;
+  };
+  std::uint64_t const perI = offset(1, 0, 0), perJ = offset(0, 1, 0), perSlice = offset(0, 0, 1);
+  std::uint64_t first = 0;  // voxel of the slice at hand
+  auto const index = [&first, perI, perJ](int i, int j) {
+    return first + static_cast<std::uint64_t>(i) * perI + static_cast<std::uint64_t>(j) * perJ;
+  };
+  auto const& from = input.pages[0].data;
+  auto& to = output.pages[0].data;
+  LiteralSlice slice(
+      width, height, [&from, index](int i, int j) { return from[index(i, j)] > 0; },
+      [&to, index](int i, int j) { return to[index(i, j)]; },
+      [&to, index](int i, int j, float value) { to[index(i, j)] = value; }, roots);
   for (int k = only < 0 ? 0 : only; k < (only < 0 ? slices : only + 1); ++k) {
-    auto const index = [&, plane, k](int i, int j) {
-      std::uint64_t x = 0, y = 0, z = 0;
-      place(plane, i, j, k, x, y, z);
-      return (z * ny + y) * nx + x;
-    };
-    auto const& from = input.pages[0].data;
-    auto& to = output.pages[0].data;
-    LiteralSlice slice(
-        width, height, [&](int i, int j) { return from[index(i, j)] > 0; },
-        [&](int i, int j) { return to[index(i, j)]; },
-        [&](int i, int j, float value) { to[index(i, j)] = value; }, roots.data());
+    first = static_cast<std::uint64_t>(k) * perSlice;
     slice.compute();
   }
 }
