@@ -1,7 +1,8 @@
 #pragma once
 
+#include <lorb/algorithm/ColumnCounts.h>
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
-#include <lorb/algorithm/SignedSlice.h>
+#include <lorb/algorithm/alignedArray.h>
 #include <lorb/algorithm/voxelRows.h>
 
 #include <algorithm>
@@ -78,17 +79,25 @@ int slabLength(Transform::TypedSlice<Transform::planeYZ, Volume> const& view, in
   return std::min(most, static_cast<int>(voxel_rows::maxAcross) - beyondLine);
 }
 
-/// Where a row of every slice of a slab passes through.
+/// Flags of neighbouring slices that share cache lines, a bit each: the lines are read once for as many
+/// slices as they hold. Bit b of pack k is that of slice begin + 16 k + b.
+struct PackedSlices {
+  std::int64_t begin = 0;
+  std::int64_t end = 0;
+  AlignedArray<std::uint16_t> packs;
+};
+
+/// Where the rows of a slab pass through.
 struct SlabBuffers {
   SlabBuffers(int width, int slices)
-      : rowLength((static_cast<std::size_t>(width) + voxel_rows::maxAcross - 1) / voxel_rows::maxAcross *
-                  voxel_rows::maxAcross),
-        flags(rowLength * static_cast<std::size_t>(slices)),
+      : rowLength((static_cast<std::size_t>(width) + 63) / 64 * 64),
+        flags(rowLength),
         values(rowLength * static_cast<std::size_t>(slices)) {}
 
   std::size_t rowLength;
   std::vector<std::uint8_t> flags;
   std::vector<float> values;
+  PackedSlices packed;
 };
 
 /// Address of a volume's first voxel; of `bool` volumes, of the word that holds it.
@@ -101,39 +110,76 @@ void const* firstVoxel(TImageDataset<T, 3> const& volume) {
   }
 }
 
-/// Hands row `j` of the slices from `view.slice` on to `slices`.
+/// Hands all rows of `count` slices from `view.slice` on to `slices`. What is read ahead for later slabs ends
+/// with slice `readable` − 1.
 template <Transform::PlaneOrientationE Plane>
-void enter(Transform::GenericSlice<Plane> const& view, int j, std::vector<SignedSlice>& slices, int count,
-           SlabBuffers& buffers) {
+void enter(Transform::GenericSlice<Plane> const& view, std::vector<ColumnCounts>& slices, int count,
+           std::int64_t /*readable*/, SlabBuffers& buffers) {
   Transform::GenericSlice<Plane> row = view;
   for (int s = 0; s < count; ++s, ++row.slice) {
-    getInside(row, j, 0, view.width, buffers.flags.data());
-    slices[static_cast<std::size_t>(s)].enterRow(j, buffers.flags.data());
+    for (int j = 0; j < view.height; ++j) {
+      getInside(row, j, 0, view.width, buffers.flags.data());
+      slices[static_cast<std::size_t>(s)].enterRow(j, buffers.flags.data());
+    }
   }
 }
 
 template <Transform::PlaneOrientationE Plane, class T>
-void enter(Transform::TypedSlice<Plane, TImageDataset<T, 3> const> const& view, int j,
-           std::vector<SignedSlice>& slices, int count, SlabBuffers& buffers) {
-  auto const width = static_cast<std::size_t>(view.width);
+void enter(Transform::TypedSlice<Plane, TImageDataset<T, 3> const> const& view,
+           std::vector<ColumnCounts>& slices, int count, std::int64_t /*readable*/, SlabBuffers& buffers) {
   void const* const base = firstVoxel(*view.dataset);
-  if constexpr (Plane == Transform::planeYZ) {
-    voxel_rows::flagFunctions<T>().across(base, view.index(0, j), view.dataset->pages[0].extents[0], width,
-                                          static_cast<std::size_t>(count), buffers.flags.data(),
-                                          buffers.rowLength);
-    for (std::size_t s = 0; s < static_cast<std::size_t>(count); ++s) {
-      slices[s].enterRow(j, buffers.flags.data() + s * buffers.rowLength);
-    }
-  } else {
+  for (int j = 0; j < view.height; ++j) {
     auto row = view;
     for (int s = 0; s < count; ++s, ++row.slice) {
-      SignedSlice& slice = slices[static_cast<std::size_t>(s)];
+      ColumnCounts& slice = slices[static_cast<std::size_t>(s)];
       if constexpr (std::is_same_v<T, unsigned char>) {
         slice.enterRow(j, static_cast<unsigned char const*>(base) + row.index(0, j));  // values are flags
       } else {
-        voxel_rows::flagFunctions<T>().along(base, row.index(0, j), width, buffers.flags.data());
+        voxel_rows::flagFunctions<T>().along(base, row.index(0, j), static_cast<std::size_t>(view.width),
+                                             buffers.flags.data());
         slice.enterRow(j, buffers.flags.data());
       }
+    }
+  }
+}
+
+template <class T>
+void pack(Transform::TypedSlice<Transform::planeYZ, TImageDataset<T, 3> const> const& view, int count,
+          std::int64_t readable, SlabBuffers& buffers) {
+  using voxel_rows::maxAcross;
+  using voxel_rows::maxPacked;
+  std::size_t const partLength = buffers.rowLength * static_cast<std::size_t>(view.height);
+  PackedSlices& packed = buffers.packed;
+  if (!packed.packs) packed.packs = allocateAligned<std::uint16_t>(maxPacked / maxAcross * partLength);
+  // A slab that is cut short ends with its pack, so that later ones do not lie across two.
+  packed.begin = view.slice + count - static_cast<int>(maxAcross);
+  packed.end = std::min(packed.begin + static_cast<int>(maxPacked), readable);
+  auto const width = static_cast<std::size_t>(view.width);
+  for (int j = 0; j < view.height; ++j) {
+    std::uint16_t* const row = packed.packs.get() + static_cast<std::size_t>(j) * buffers.rowLength;
+    voxel_rows::flagFunctions<T>().pack(firstVoxel(*view.dataset), view.index(0, j),
+                                        view.dataset->pages[0].extents[0], width,
+                                        static_cast<std::size_t>(packed.end - view.slice),
+                                        maxAcross - static_cast<std::size_t>(count), row, partLength);
+    for (std::size_t k = 0; k < maxPacked / maxAcross; ++k) {
+      std::uint16_t* const part = row + k * partLength;
+      std::fill(part + width, part + buffers.rowLength, part[width - 1]);
+    }
+  }
+}
+
+template <class T>
+void enter(Transform::TypedSlice<Transform::planeYZ, TImageDataset<T, 3> const> const& view,
+           std::vector<ColumnCounts>& slices, int count, std::int64_t readable, SlabBuffers& buffers) {
+  PackedSlices& packed = buffers.packed;
+  if (view.slice >= packed.end) pack(view, count, readable, buffers);
+  std::size_t const partLength = buffers.rowLength * static_cast<std::size_t>(view.height);
+  for (int s = 0; s < count; ++s) {
+    auto const place = static_cast<std::size_t>(view.slice + s - packed.begin);
+    std::uint16_t const* row = packed.packs.get() + place / voxel_rows::maxAcross * partLength;
+    auto const bit = static_cast<unsigned>(place % voxel_rows::maxAcross);
+    for (int j = 0; j < view.height; ++j, row += buffers.rowLength) {
+      slices[static_cast<std::size_t>(s)].enterRow(j, row, bit);
     }
   }
 }

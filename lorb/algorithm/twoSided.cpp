@@ -1,11 +1,12 @@
 // The two kernels that turn one slice into signed distances, and the drivers that run them over slices.
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
-#include <lorb/algorithm/SignedSlice.h>
+#include <lorb/algorithm/SignedRowPass.h>
 #include <lorb/algorithm/passes.h>
 #include <lorb/algorithm/sliceRows.h>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -68,9 +69,17 @@ Evidence columnPass(Source const& source, sliceXY const& scratch, int width, int
   return evidence;
 }
 
+/// Beyond the table lie the distances of slices that lost all their inside voxels because the output's type
+/// has no negative numbers.
+float rootOf(std::uint32_t square, EuclideanDistanceTransform2D::SqrtLookUpTable const& squareRoots) {
+  return std::int64_t{square} <= squareRoots.maxIndex ? squareRoots.values[square]
+                                                      : std::sqrt(static_cast<float>(square));
+}
+
 /// Row pass: calls `write(j, roots)` for every row with the distances of all its voxels.
 template <class Write>
-void rowPass(sliceXY const& scratch, int width, int height, float const* squareRoots, Write write) {
+void rowPass(sliceXY const& scratch, int width, int height,
+             EuclideanDistanceTransform2D::SqrtLookUpTable const& squareRoots, Write write) {
   passes::RowEnvelope envelope(width);
   auto const size = static_cast<std::size_t>(width);
   std::unique_ptr<float[]> const row(new float[size]);
@@ -84,7 +93,7 @@ void rowPass(sliceXY const& scratch, int width, int height, float const* squareR
       columnDistances[i] = static_cast<std::uint32_t>(static_cast<std::int64_t>(row[i]));
     }
     envelope.squaredDistances(columnDistances.get(), distances.get());
-    for (std::size_t i = 0; i < size; ++i) row[i] = squareRoots[distances[i]];
+    for (std::size_t i = 0; i < size; ++i) row[i] = rootOf(distances[i], squareRoots);
     write(j, row.get());
   }
 }
@@ -144,14 +153,16 @@ class Slab {
  public:
   static bool canHold(In const& in, Out const& out) {
     return in.width == out.width && in.height == out.height && rows::takesFloats(out) &&
-           SignedSlice::canHold(in.width, in.height);
+           SignedRowPass::canHold(in.width, in.height);
   }
 
   /// Up to `end`, as many slices together as pay.
   Slab(EuclideanDistanceTransform2D const& transform, In const& in, Out const& out, std::int64_t end)
-      : size_(slabSize(in, out, end)), buffers_(in.width, size_) {
+      : size_(slabSize(in, out, end)),
+        buffers_(in.width, size_),
+        rowPass_(in.width, in.height, transform.sqrtTable.values) {
     slices_.reserve(static_cast<std::size_t>(size_));
-    for (int s = 0; s < size_; ++s) slices_.emplace_back(in.width, in.height, transform.sqrtTable.values);
+    for (int s = 0; s < size_; ++s) slices_.emplace_back(in.width, in.height);
   }
 
   /// The slices from `in.slice` on; returns how many, not more than up to `end`.
@@ -165,15 +176,20 @@ class Slab {
     }
 
     // 1: all rows in, downwards
-    for (SignedSlice& slice : slices_) slice.restart();
-    for (int j = 0; j < in.height; ++j) rows::enter(in, j, slices_, count, buffers_);
+    for (ColumnCounts& slice : slices_) slice.restart();
+    rows::enter(in, slices_, count, overlapping(in, out) ? in.slice + std::int64_t{count} : end, buffers_);
 
-    // 2: all rows out, upwards
+    // 2: all rows out, upwards, each prepared while the one before it is solved
+    RowCursor ahead{*this, count, in.height - 1};
+    ahead.prepareNext();
     for (int j = in.height; j-- > 0;) {
       rows::leave(out, j, count, buffers_, [&](int s, float* values) {
-        SignedSlice& slice = slices_[static_cast<std::size_t>(s)];
-        if (slice.hasBoundary()) return slice.leaveRow(j, values);
-        voxel_rows::fill(values, static_cast<std::size_t>(in.width), fill[static_cast<std::size_t>(s)]);
+        auto const index = static_cast<std::size_t>(s);
+        if (!slices_[index].hasBoundary()) {
+          return voxel_rows::fill(values, static_cast<std::size_t>(in.width), fill[index]);
+        }
+        ahead.prepareNext();
+        rowPass_.solve(values);
       });
     }
     return count;
@@ -181,25 +197,56 @@ class Slab {
 
   /// Leaves in `scratch` what the kernel that ran last on slice `s` of the slab would have left.
   void leaveColumnDistances(int s, sliceXY const& scratch) {
-    SignedSlice& slice = slices_[static_cast<std::size_t>(s)];
+    ColumnCounts& slice = slices_[static_cast<std::size_t>(s)];
     if (!slice.hasBoundary()) {
       for (int j = scratch.height; j-- > 0;) slice.completeRow(j);
     }
     for (int j = 0; j < scratch.height; ++j) {
-      rows::set(scratch, j, 0, scratch.width, slice.columnDistances(j, !slice.hasBoundary()));
+      rows::set(scratch, j, 0, scratch.width,
+                rowPass_.columnDistances(slice.row(j), j, !slice.hasBoundary()));
     }
   }
 
  private:
+  /// Walks over the rows of the slab's slices with a boundary in the order in which they are solved.
+  struct RowCursor {
+    Slab& slab;
+    int count;
+    int j;
+    int s = 0;
+
+    void prepareNext() {
+      while (j >= 0 && !slice().hasBoundary()) advance();
+      if (j < 0) return;
+      slice().completeRow(j);
+      slab.rowPass_.prepare(slice().row(j), j);
+      advance();
+    }
+
+    ColumnCounts& slice() { return slab.slices_[static_cast<std::size_t>(s)]; }
+
+    void advance() {
+      if (++s < count) return;
+      s = 0;
+      --j;
+    }
+  };
+
+  /// Slices of one volume that end up in others' places must be seen to do so one after the other.
+  static bool overlapping(In const& in, Out const& out) {
+    return static_cast<void const*>(in.dataset) == out.dataset && in.slice != out.slice;
+  }
+
   static int slabSize(In const& in, Out const& out, std::int64_t end) {
-    // Slices of one volume that end up in others' places must be seen to do so one after the other.
-    bool const overlapping = static_cast<void const*>(in.dataset) == out.dataset && in.slice != out.slice;
-    return overlapping ? 1 : static_cast<int>(std::min<std::int64_t>(rows::slabSize<Out>, end - in.slice));
+    return overlapping(in, out)
+               ? 1
+               : static_cast<int>(std::min<std::int64_t>(rows::slabSize<Out>, end - in.slice));
   }
 
   int size_;
   rows::SlabBuffers buffers_;
-  std::vector<SignedSlice> slices_;
+  std::vector<ColumnCounts> slices_;
+  SignedRowPass rowPass_;
 };
 
 /// The slices from `in.slice` up to `end`, `out.slice` advancing in step.
@@ -227,7 +274,7 @@ bool EuclideanDistanceTransform2D::twoSidedIn(In const& in, Scratch const& scrat
   Evidence const evidence = columnPass(in, scratch, in.width, in.height);
   if (evidence.allInside || evidence.allOutside) return false;
 
-  rowPass(scratch, in.width, in.height, sqrtTable.values, [&](int j, float* roots) {
+  rowPass(scratch, in.width, in.height, sqrtTable, [&](int j, float* roots) {
     for (int i = 0; i < in.width; ++i) roots[i] = roots[i] > 0.0F ? -roots[i] : 1.0F;
     rows::set(out, j, 0, in.width, roots);
   });
@@ -237,7 +284,7 @@ bool EuclideanDistanceTransform2D::twoSidedIn(In const& in, Scratch const& scrat
 template <class Out, class Scratch>
 void EuclideanDistanceTransform2D::twoSidedOut(Out const& out, Scratch const& scratch) {
   columnPass(out, scratch, out.width, out.height);
-  rowPass(scratch, out.width, out.height, sqrtTable.values, [&](int j, float const* roots) {
+  rowPass(scratch, out.width, out.height, sqrtTable, [&](int j, float const* roots) {
     // Only what is positive is written: the inside distances keep their bits in any element type.
     for (int begin = 0, end = 0; begin < out.width; begin = end) {
       bool const positive = roots[begin] > 0.0F;

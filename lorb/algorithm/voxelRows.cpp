@@ -17,6 +17,7 @@ namespace HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
 using voxel_rows::maxAcross;
+using voxel_rows::maxPacked;
 
 /// Plain loops; the compiler turns them into vectors of the instruction set at hand.
 template <class T>
@@ -42,53 +43,49 @@ HWY_INLINE void FlagAlong(bool const* bits, std::size_t first, std::size_t count
   }
 }
 
-/// 16 × 16 bytes change rows for columns.
-HWY_INLINE void Transpose(std::uint8_t const (&tile)[maxAcross][maxAcross], std::size_t across,
-                          std::uint8_t* flags, std::size_t flagStride) {
-#if HWY_TARGET == HWY_SCALAR
-  for (std::size_t s = 0; s < across; ++s) {
-    for (std::size_t i = 0; i < maxAcross; ++i) flags[s * flagStride + i] = tile[i][s];
+/// Bit r is the flag of element first + r, for the first `count` ≤ maxPacked.
+template <class T>
+HWY_INLINE std::uint64_t FlagBits(T const* values, std::size_t first, std::size_t count) {
+  hn::CappedTag<T, maxPacked> const d;
+  T padded[maxPacked] = {};
+  values += first;
+  if (count < maxPacked) values = static_cast<T const*>(std::memcpy(padded, values, count * sizeof(T)));
+  std::uint64_t bits = 0;
+  for (std::size_t r = 0; r < maxPacked; r += hn::Lanes(d)) {
+    std::uint64_t vectorBits = 0;
+    auto const flags = hn::Gt(hn::LoadU(d, values + r), hn::Zero(d));
+    hn::StoreMaskBits(d, flags, reinterpret_cast<std::uint8_t*>(&vectorBits));
+    bits |= vectorBits << r;
   }
-#else
-  // Four rounds that each interleave the rows of the first half with those of the second.
-  hn::Full128<std::uint8_t> const d;
-  decltype(hn::Zero(d)) a[maxAcross], b[maxAcross];
-  for (std::size_t k = 0; k < maxAcross; ++k) a[k] = hn::LoadU(d, tile[k]);
-  for (int round = 0; round < 4; ++round) {
-    for (std::size_t k = 0; k < maxAcross / 2; ++k) {
-      b[2 * k] = hn::InterleaveLower(d, a[k], a[k + maxAcross / 2]);
-      b[2 * k + 1] = hn::InterleaveUpper(d, a[k], a[k + maxAcross / 2]);
-    }
-    std::copy_n(b, maxAcross, a);
-  }
-  for (std::size_t s = 0; s < across; ++s) hn::StoreU(a[s], d, flags + s * flagStride);
-#endif
+  return bits;
+}
+
+HWY_INLINE std::uint64_t FlagBits(bool const* bits, std::size_t first, std::size_t count) {
+  auto const* const words = reinterpret_cast<std::uint64_t const*>(bits) + first / 64;
+  std::size_t const bit = first % 64;
+  std::uint64_t word = words[0] >> bit;
+  if (bit + count > 64) word |= words[1] << (64 - bit);
+  return count < 64 ? word & ((std::uint64_t{1} << count) - 1) : word;
 }
 
 template <class T>
-HWY_INLINE void FlagAcross(T const* base, std::size_t first, std::size_t stride, std::size_t count,
-                           std::size_t across, std::uint8_t* flags, std::size_t flagStride) {
-  std::uint8_t tile[maxAcross][maxAcross] = {};
-  for (std::size_t i = 0; i < count; i += maxAcross) {
-    std::size_t const length = std::min(count - i, maxAcross);
-    for (std::size_t k = 0; k < length; ++k) {
-      if (across == maxAcross) {
-        FlagAlong(base, first + (i + k) * stride, maxAcross, tile[k]);
-      } else {
-        FlagAlong(base, first + (i + k) * stride, across, tile[k]);
-      }
+HWY_INLINE void PackFlags(T const* base, std::size_t first, std::size_t stride, std::size_t count,
+                          std::size_t rows, std::size_t bit, std::uint16_t* packs, std::size_t packStride) {
+  for (std::size_t i = 0; i < count; ++i) {
+    std::uint64_t const word = FlagBits(base, first + i * stride, rows) << bit;
+    for (std::size_t k = 0; k < maxPacked / 16; ++k) {
+      packs[k * packStride + i] = static_cast<std::uint16_t>(word >> 16 * k);
     }
-    Transpose(tile, across, flags + i, flagStride);
   }
 }
 
-#define LORB_FLAG_FUNCTIONS(id, element, T, name)                                                     \
-  void FlagAlong##name(void const* base, std::size_t first, std::size_t count, std::uint8_t* flags) { \
-    FlagAlong(static_cast<T const*>(base), first, count, flags);                                      \
-  }                                                                                                   \
-  void FlagAcross##name(void const* base, std::size_t first, std::size_t stride, std::size_t count,   \
-                        std::size_t across, std::uint8_t* flags, std::size_t flagStride) {            \
-    FlagAcross(static_cast<T const*>(base), first, stride, count, across, flags, flagStride);         \
+#define LORB_FLAG_FUNCTIONS(id, element, T, name)                                                         \
+  void FlagAlong##name(void const* base, std::size_t first, std::size_t count, std::uint8_t* flags) {     \
+    FlagAlong(static_cast<T const*>(base), first, count, flags);                                          \
+  }                                                                                                       \
+  void PackFlags##name(void const* base, std::size_t first, std::size_t stride, std::size_t count,        \
+                       std::size_t rows, std::size_t bit, std::uint16_t* packs, std::size_t packStride) { \
+    PackFlags(static_cast<T const*>(base), first, stride, count, rows, bit, packs, packStride);           \
   }
 LORB_FOR_EACH_ELEMENT_TYPE(LORB_FLAG_FUNCTIONS)
 #undef LORB_FLAG_FUNCTIONS
@@ -149,12 +146,12 @@ void voxel_rows::fill(float* row, std::size_t count, float value) {
   HWY_DYNAMIC_DISPATCH(Fill)(row, count, value);
 }
 
-#define LORB_FLAG_FUNCTIONS(id, element, T, name)                                           \
-  HWY_EXPORT(FlagAlong##name);                                                              \
-  HWY_EXPORT(FlagAcross##name);                                                             \
-  template <>                                                                               \
-  voxel_rows::FlagFunctions voxel_rows::flagFunctions<T>() {                                \
-    return {HWY_DYNAMIC_DISPATCH(FlagAlong##name), HWY_DYNAMIC_DISPATCH(FlagAcross##name)}; \
+#define LORB_FLAG_FUNCTIONS(id, element, T, name)                                          \
+  HWY_EXPORT(FlagAlong##name);                                                             \
+  HWY_EXPORT(PackFlags##name);                                                             \
+  template <>                                                                              \
+  voxel_rows::FlagFunctions voxel_rows::flagFunctions<T>() {                               \
+    return {HWY_DYNAMIC_DISPATCH(FlagAlong##name), HWY_DYNAMIC_DISPATCH(PackFlags##name)}; \
   }
 LORB_FOR_EACH_ELEMENT_TYPE(LORB_FLAG_FUNCTIONS)
 #undef LORB_FLAG_FUNCTIONS

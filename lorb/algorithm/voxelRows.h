@@ -9,18 +9,22 @@
 /// where a voxel's value is greater than zero; NaN is not.
 namespace lorb::voxel_rows {
 
-/// How many neighbouring rows the functions below take across at the most.
+/// How many rows that lie side by side `storeAcross` takes at the most.
 constexpr std::size_t maxAcross = 16;
+
+/// How many `pack` takes: as many voxels as the smallest have in a cache line.
+constexpr std::size_t maxPacked = 64;
 
 /// What there is for each element type. A voxel is given as a base address and the number of an element
 /// from there, so that the bits of `bool` fit in.
 struct FlagFunctions {
   /// flags[i] of elements first, first + 1, …
   void (*along)(void const* base, std::size_t first, std::size_t count, std::uint8_t* flags);
-  /// `across` ≤ maxAcross rows that lie side by side: flags[s * flagStride + i] of element
-  /// first + i * stride + s. `flags` has room for `count` rounded up to a multiple of maxAcross.
-  void (*across)(void const* base, std::size_t first, std::size_t stride, std::size_t count,
-                 std::size_t across, std::uint8_t* flags, std::size_t flagStride);
+  /// `rows` ≤ maxPacked − `bit` rows that lie side by side, one bit each: bit number `bit` + r of the 64-bit
+  /// number whose 16-bit parts are packs[k * packStride + i], lowest first, is the flag of element
+  /// first + i * stride + r. The other bits are 0.
+  void (*pack)(void const* base, std::size_t first, std::size_t stride, std::size_t count, std::size_t rows,
+               std::size_t bit, std::uint16_t* packs, std::size_t packStride);
 };
 
 template <class T>

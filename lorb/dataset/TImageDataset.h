@@ -5,8 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
-#include <stdexcept>
-#include <string>
+#include <type_traits>
 #include <vector>
 
 namespace lorb {
@@ -94,30 +93,6 @@ class LORB_EXPORT TImageDataset : public ImageDataset {
   }
   void requireInside(std::uint64_t x, std::uint64_t y, std::uint64_t z) const;
 };
-
-template <class T, int Dimension>
-void TImageDataset<T, Dimension>::resize(Extents const& newExtents) {
-  if (newExtents == extents) return;
-  extents = newExtents;
-  pages.resize(1);
-  Page<T, Dimension>& page = pages[0];
-  page.extents = extents;
-  std::uint64_t const count = extents[0] * extents[1] * extents[2];
-  // Bit vectors word this error differently from the others; callers see one text for all types.
-  if (count > page.data.max_size()) throw std::length_error("vector::_M_default_append");
-  page.data.resize(count);
-  setMinMaxValue(1.0, 0.0);
-}
-
-template <class T, int Dimension>
-void TImageDataset<T, Dimension>::requireInside(std::uint64_t x, std::uint64_t y, std::uint64_t z) const {
-  if (x < extents[0] && y < extents[1] && z < extents[2]) return;
-  auto const triple = [](std::uint64_t a, std::uint64_t b, std::uint64_t c) {
-    return "(" + std::to_string(a) + ", " + std::to_string(b) + ", " + std::to_string(c) + ")";
-  };
-  throw std::out_of_range("lorb::TImageDataset: position " + triple(x, y, z) + " lies outside the extents " +
-                          triple(extents[0], extents[1], extents[2]));
-}
 
 #define LORB_EXTERN(id, element, T, name) extern template class TImageDataset<T, 3>;
 LORB_FOR_EACH_ELEMENT_TYPE(LORB_EXTERN)

@@ -224,7 +224,8 @@ void literalTransform(lorb::TImageDataset<T, 3> const& input, lorb::TImageDatase
 inline void literalTransform(lorb::Dataset& input, lorb::Dataset& output, int plane, int only = -1) {
   auto const size = input.getSize();
   auto const [width, height, slices] = planeExtents(plane, size[0], size[1], size[2]);
-  std::vector<float> const roots = squareRoots(width * width + height * height);
+  // Outputs without negative numbers lose the inside voxels, and with them every bound below this one.
+  std::vector<float> const roots = squareRoots(2 * (width * width + height * height));
   for (int k = only < 0 ? 0 : only; k < (only < 0 ? slices : only + 1); ++k) {
     auto const at = [&, plane, k](int i, int j) {
       std::uint64_t x = 0, y = 0, z = 0;

@@ -1,8 +1,7 @@
-#include <lorb/algorithm/SignedSlice.h>
-#include <lorb/dataset/hugePages.h>
+#include <lorb/algorithm/SignedRowPass.h>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "lorb/algorithm/SignedSlice.cpp"
+#define HWY_TARGET_INCLUDE "lorb/algorithm/SignedRowPass.cpp"
 #include <hwy/foreach_target.h>  // compiles this file once per instruction set
 // After foreach_target.h, as Highway wants it.
 #include <hwy/highway.h>
@@ -10,7 +9,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <new>
 
 // --- what is compiled for every instruction set ------------------------------------------------------
 
@@ -21,57 +19,15 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 using namespace signed_row;
 
-// Counts carry the side: c inside, ~c outside. So x ^ side (0 inside, −1 outside) is the count again, and
-// negative where x is of the other side.
+// Of a count x from `ColumnCounts`, x ^ side (0 inside, −1 outside) is the number of rows, and negative where
+// x is of the other side.
 
 constexpr std::int32_t farAway = 0x3FFFFFFF;
-
-/// The counts of a row from those of the row above (null for the first row), and which sides it holds.
-Sides StepDown(std::int16_t const* above, std::uint8_t const* inside, std::int16_t* counts,
-               std::size_t width) {
-  hn::ScalableTag<std::int16_t> const d;
-  hn::Rebind<std::uint8_t, decltype(d)> const dFlags;
-  auto const zero = hn::Zero(d);
-  auto const one = hn::Set(d, 1);
-  auto anyOutside = zero;
-  auto allOutside = hn::Set(d, -1);
-  auto const advance = [&](std::uint8_t const* flags, std::size_t i) HWY_ATTR {
-    auto const side = hn::VecFromMask(d, hn::Eq(hn::PromoteTo(d, hn::LoadU(dFlags, flags)), zero));
-    anyOutside = hn::Or(anyOutside, side);
-    allOutside = hn::And(allOutside, side);
-    auto const count = above == nullptr
-                           ? hn::Set(d, noneInColumn)
-                           : hn::SaturatedAdd(hn::Max(hn::Xor(hn::Load(d, above + i), side), zero), one);
-    hn::Store(hn::Xor(count, side), d, counts + i);
-  };
-  std::size_t i = 0;
-  for (; i + hn::Lanes(d) <= width; i += hn::Lanes(d)) advance(inside + i, i);
-  if (i < width) {
-    // The rest of the vector repeats the last voxel, which adds no side that the row does not hold.
-    HWY_ALIGN std::uint8_t rest[HWY_MAX_BYTES];
-    std::fill_n(rest, hn::Lanes(d), inside[width - 1]);
-    std::copy_n(inside + i, width - i, rest);
-    advance(rest, i);
-  }
-  return {!hn::AllTrue(d, hn::Lt(allOutside, zero)), !hn::AllFalse(d, hn::Lt(anyOutside, zero))};
-}
-
-void StepUp(std::int16_t* counts, std::int16_t const* below, std::size_t width) {
-  hn::ScalableTag<std::int16_t> const d;
-  auto const zero = hn::Zero(d);
-  auto const one = hn::Set(d, 1);
-  for (std::size_t i = 0; i < width; i += hn::Lanes(d)) {
-    auto const mine = hn::Load(d, counts + i);
-    auto const side = hn::ShiftRight<15>(mine);
-    auto const fromBelow = hn::SaturatedAdd(hn::Max(hn::Xor(hn::Load(d, below + i), side), zero), one);
-    hn::Store(hn::Xor(hn::Min(hn::Xor(mine, side), fromBelow), side), d, counts + i);
-  }
-}
 
 /// The squares behind a vector of counts.
 template <class D>
 HWY_INLINE hn::Vec<D> SquaresOf(D d, Row const& row, hn::Vec<D> counts) {
-  auto const isNone = hn::Eq(counts, hn::Set(d, noneInColumn));
+  auto const isNone = hn::Eq(counts, hn::Set(d, ColumnCounts::none));
   hn::RebindToUnsigned<D> const du;
   auto const square =
       row.exact ? hn::Mul(counts, counts)
@@ -189,7 +145,7 @@ std::int32_t Radius(Row const& row, std::int32_t position, std::int32_t neighbou
   auto const rootAbove = [](double square) { return static_cast<std::int32_t>(std::sqrt(square)) + 1; };
   std::int16_t const mine = row.counts[position];
   std::int16_t const count = mine >= 0 ? mine : static_cast<std::int16_t>(~mine);
-  std::int32_t const own = count == noneInColumn ? width : rootAbove(row.squares[count]);
+  std::int32_t const own = count == ColumnCounts::none ? width : rootAbove(row.squares[count]);
   if (neighbour < 0 || neighbour >= width) return own;
   return std::min(own, rootAbove(row.nearDistances[neighbour]) + 1);
 }
@@ -356,56 +312,27 @@ HWY_AFTER_NAMESPACE();
 
 namespace lorb {
 
-HWY_EXPORT(StepDown);
-HWY_EXPORT(StepUp);
 HWY_EXPORT(ColumnDistances);
 HWY_EXPORT(PrepareNearSites);
 HWY_EXPORT(SolveRow);
 
 namespace {
 
-constexpr std::size_t alignment = 64;
-
 /// Up to this height no column distance reaches beyond 2²⁴, where sums in single precision are still exact.
 constexpr int exactHeight = (1 << 12) + 1;
 
-std::size_t wholeVectors(std::size_t count) {
-  return (count + 63) / 64 * 64;
-}
-
 }  // namespace
 
-void SignedSlice::Aligned::operator()(void* memory) const {
-  ::operator delete(memory, std::align_val_t(alignment));
-}
-
-template <class T>
-SignedSlice::Array<T> SignedSlice::allocate(std::size_t count) {
-  void* const memory = ::operator new(count * sizeof(T), std::align_val_t(alignment));
-  preferHugePages(memory, count * sizeof(T));
-  return Array<T>(static_cast<T*>(memory));
-}
-
-bool SignedSlice::canHold(int width, int height) {
+bool SignedRowPass::canHold(int width, int height) {
   std::int64_t const w = width;
   std::int64_t const h = height;
-  return w > 0 && h > 0 && h < signed_row::noneInColumn && w * w + h * h < (1 << 29);
+  return w > 0 && h > 0 && h < ColumnCounts::none && w * w + h * h < (1 << 29);
 }
 
-SignedSlice::SignedSlice(int width, int height, float const* squareRoots)
-    : width_(width),
-      height_(height),
-      roots_{squareRoots, width * width + height * height},
-      rowLength_(wholeVectors(static_cast<std::size_t>(width))),
-      counts_(allocate<std::int16_t>(rowLength_ * static_cast<std::size_t>(height) + signed_row::margin)),
-      squares_(allocate<std::uint32_t>(static_cast<std::size_t>(height))),
-      infinite_(allocate<std::uint32_t>(static_cast<std::size_t>(height))),
-      rowWork_(allocate<std::int32_t>(7 * (rowLength_ + 2 * signed_row::margin))) {
-  std::fill_n(reinterpret_cast<std::int16_t*>(rowWork_.get()), 4 * (rowLength_ + 2 * signed_row::margin),
-              signed_row::nowhere);
-  // Vectors at the end of a row read what is beside it; nothing there may be mistaken for an index.
-  for (int j = 0; j < height; ++j) std::fill(row(j) + width, row(j) + rowLength_, std::int16_t{0});
-  std::fill_n(row(height), signed_row::margin, std::int16_t{0});
+SignedRowPass::SignedRowPass(int width, int height, float const* squareRoots)
+    : roots_{squareRoots, width * width + height * height},
+      squares_(allocateAligned<std::uint32_t>(static_cast<std::size_t>(height))),
+      infinite_(allocateAligned<std::uint32_t>(static_cast<std::size_t>(height))) {
   // Sums of odd numbers in single precision: beyond 2²⁴ they are no longer squares.
   float square = 0.0F;
   float infinite = static_cast<float>(roots_.count);
@@ -417,63 +344,49 @@ SignedSlice::SignedSlice(int width, int height, float const* squareRoots)
     infinite += static_cast<float>(increment);
     increment += 2;
   }
+
+  // Each array is followed by the margin of the next.
+  using signed_row::margin;
+  std::size_t const length = (static_cast<std::size_t>(width) + 63) / 64 * 64 + 2 * margin;
+  work16_ = allocateAligned<std::int16_t>(5 * length);
+  work32_ = allocateAligned<std::int32_t>(4 * length);
+  std::fill_n(work16_.get(), 5 * length, signed_row::nowhere);
+  std::int16_t* const near = work16_.get() + margin;
+  std::int32_t* const far = work32_.get() + margin;
+  for (std::size_t k = 0; k < 2; ++k) {
+    rows_[k] = {static_cast<std::size_t>(width),
+                nullptr,
+                squares_.get(),
+                0,
+                height <= exactHeight,
+                near + 2 * k * length,
+                near + (2 * k + 1) * length,
+                near + 4 * length,
+                far,
+                far + length,
+                far + 2 * length,
+                far + 3 * length};
+  }
 }
 
-void SignedSlice::restart() {
-  seenInside_ = false;
-  seenOutside_ = false;
+void SignedRowPass::prepare(std::int16_t const* counts, int j) {
+  signed_row::Row& row = rows_[prepared_++ % 2];
+  row.counts = counts;
+  row.infinite = infinite_[static_cast<std::size_t>(j)];
+  HWY_DYNAMIC_DISPATCH(PrepareNearSites)(row);
 }
 
-void SignedSlice::enterRow(int j, std::uint8_t const* inside) {
-  signed_row::Sides const sides = HWY_DYNAMIC_DISPATCH(StepDown)(j > 0 ? row(j - 1) : nullptr, inside, row(j),
-                                                                 static_cast<std::size_t>(width_));
-  if (j == 0) return;
-  seenInside_ |= sides.inside;
-  seenOutside_ |= sides.outside;
+void SignedRowPass::solve(float* distances) {
+  HWY_DYNAMIC_DISPATCH(SolveRow)(rows_[solved_++ % 2], roots_, distances);
 }
 
-void SignedSlice::completeRow(int j) {
-  if (j + 1 < height_) HWY_DYNAMIC_DISPATCH(StepUp)(row(j), row(j + 1), static_cast<std::size_t>(width_));
-}
-
-void SignedSlice::leaveRow(int j, float* distances) {
-  // One row ahead: what has just been stored can't be read back at odd addresses without a wait.
-  if (j + 1 == height_) prepareRow(j);
-  if (j > 0) prepareRow(j - 1);
-  HWY_DYNAMIC_DISPATCH(SolveRow)(workOn(j), roots_, distances);
-}
-
-void SignedSlice::prepareRow(int j) {
-  completeRow(j);
-  HWY_DYNAMIC_DISPATCH(PrepareNearSites)(workOn(j));
-}
-
-std::uint32_t const* SignedSlice::columnDistances(int j, bool ofInside) {
-  signed_row::Row const work = workOn(j);
-  auto* const values = reinterpret_cast<std::uint32_t*>(work.distances);
-  HWY_DYNAMIC_DISPATCH(ColumnDistances)(work, ofInside, values);
+std::uint32_t const* SignedRowPass::columnDistances(std::int16_t const* counts, int j, bool ofInside) {
+  signed_row::Row row = rows_[0];
+  row.counts = counts;
+  row.infinite = infinite_[static_cast<std::size_t>(j)];
+  auto* const values = reinterpret_cast<std::uint32_t*>(row.distances);
+  HWY_DYNAMIC_DISPATCH(ColumnDistances)(row, ofInside, values);
   return values;
-}
-
-signed_row::Row SignedSlice::workOn(int j) const {
-  std::size_t const length = rowLength_ + 2 * signed_row::margin;
-  auto* const near = reinterpret_cast<std::int16_t*>(rowWork_.get());
-  auto* const sites = near + (j % 2 == 0 ? 0 : 2 * length);  // neighbouring rows have their own
-  auto* const far = rowWork_.get() + 3 * length;
-  return {
-      static_cast<std::size_t>(width_),
-      row(j),
-      squares_.get(),
-      infinite_[static_cast<std::size_t>(j)],
-      height_ <= exactHeight,
-      sites + signed_row::margin,
-      sites + length + signed_row::margin,
-      near + 4 * length,
-      far,
-      far + length + signed_row::margin,
-      far + 2 * length,
-      far + 3 * length,
-  };
 }
 
 }  // namespace lorb

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <lorb/algorithm/alignedArray.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace lorb {
+
+/// Which sides a row of voxels holds.
+struct SidesOfRow {
+  bool inside;
+  bool outside;
+};
+
+/// The column pass of one slice, both sides at once: how many rows every voxel is away from the nearest voxel
+/// of the other side in its column. That holds the column distance of either side, since of a voxel's own
+/// side all others are farther and of the other side the distance is 0.
+///
+/// Rows go in from the first to the last as flags, and are complete from the last to the first:
+///
+///     counts.restart();
+///     for (int j = 0; j < height; ++j) counts.enterRow(j, flags of row j);
+///     for (int j = height; j-- > 0;) counts.completeRow(j), use(counts.row(j));
+///
+/// A count c is stored as c at inside voxels and as ~c at outside voxels.
+class ColumnCounts {
+ public:
+  /// Count of a voxel whose column holds no voxel of the other side.
+  static constexpr std::int16_t none = 32767;
+
+  /// For up to `none` rows. Throws `std::bad_alloc`.
+  ColumnCounts(int width, int height);
+
+  /// Forgets all rows.
+  void restart();
+
+  /// Row `j` of the slice: `inside[i]` is non-zero where voxel i is inside.
+  void enterRow(int j, std::uint8_t const* inside);
+
+  /// The same, voxel i inside where bit number `bit` of `packs[i]` is set. `packs` is aligned to cache lines,
+  /// and repeats its last element up to a whole number of them.
+  void enterRow(int j, std::uint16_t const* packs, unsigned bit);
+
+  /// Whether the rows entered from row 1 on hold both inside and outside voxels.
+  bool hasBoundary() const { return seenInside_ && seenOutside_; }
+
+  void completeRow(int j);
+
+  /// Aligned to cache lines; a vector beyond the row may be read.
+  std::int16_t const* row(int j) const { return counts_.get() + static_cast<std::size_t>(j) * rowLength_; }
+
+ private:
+  void notice(int j, SidesOfRow sides);
+  std::int16_t const* above(int j) const { return j > 0 ? row(j - 1) : nullptr; }
+  std::int16_t* mutableRow(int j) { return counts_.get() + static_cast<std::size_t>(j) * rowLength_; }
+
+  std::size_t width_;
+  int height_;
+  std::size_t rowLength_;  // width, up to a whole number of vectors
+  bool seenInside_ = false;
+  bool seenOutside_ = false;
+  AlignedArray<std::int16_t> counts_;
+};
+
+}  // namespace lorb
