@@ -80,6 +80,7 @@ float rootOf(std::uint32_t square, EuclideanDistanceTransform2D::SqrtLookUpTable
 template <class Write>
 void rowPass(sliceXY const& scratch, int width, int height,
              EuclideanDistanceTransform2D::SqrtLookUpTable const& squareRoots, Write write) {
+  if (width == 0) return;
   passes::RowEnvelope envelope(width);
   auto const size = static_cast<std::size_t>(width);
   std::unique_ptr<float[]> const row(new float[size]);
