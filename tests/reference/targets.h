@@ -1,18 +1,12 @@
 #pragma once
 
-#include <hwy/targets.h>
+#include "tests/reference/useTarget.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 
 namespace reference {
-
-/// Lets the library use the instruction set `target` alone; the best one again when `target` is 0.
-inline void useTarget(std::int64_t target) {
-  hwy::SetSupportedTargetsForTest(target);
-  hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
 
 /// Calls `f()` once with every instruction set that this machine has.
 template <class F>
