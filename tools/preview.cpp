@@ -5,6 +5,7 @@
 #include "tools/previewPicture.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
@@ -13,27 +14,37 @@ namespace lorb::tools {
 namespace {
 
 /// The middle slices of as many equal parts.
-std::vector<std::uint64_t> evenlySpaced(std::uint64_t of, std::uint64_t count) {
+std::vector<std::uint64_t> evenlySpaced(SliceRange const& range, std::uint64_t count) {
   std::vector<std::uint64_t> slices;
+  double const perPart = double(range.end - range.begin) / double(count);
   for (std::uint64_t k = 0; k < count; ++k) {
-    slices.push_back(static_cast<std::uint64_t>((double(k) + 0.5) * double(of) / double(count)));
+    slices.push_back(range.begin + static_cast<std::uint64_t>((double(k) + 0.5) * perPart));
   }
   return slices;
 }
 
-std::vector<std::uint64_t> slicesToShow(std::uint64_t of, PreviewSettings const& settings) {
+/// The slices to choose from, in a map of `count` slices.
+SliceRange rangeOf(PreviewSettings const& settings, std::uint64_t count) {
   if (auto const slice = settings.choice.slice) {
-    if (*slice < 0 || static_cast<std::uint64_t>(*slice) >= of) {
-      throw std::invalid_argument("preview: slice " + std::to_string(*slice) + " is none of " +
-                                  std::to_string(of));
-    }
-    return {static_cast<std::uint64_t>(*slice)};
+    auto const begin = static_cast<std::uint64_t>(*slice);  // beyond all maps when negative
+    if (begin < count) return {begin, begin + 1};
+    throw std::invalid_argument("preview: slice " + std::to_string(*slice) + " is none of the map's " +
+                                std::to_string(count));
   }
+  SliceRange const range = settings.among.value_or(SliceRange{0, count});
+  if (range.begin < range.end && range.end <= count) return range;
+  throw std::invalid_argument("preview: slices " + std::to_string(range.begin) + " up to " +
+                              std::to_string(range.end) + " are none of the map's " + std::to_string(count));
+}
+
+std::vector<std::uint64_t> slicesToShow(PreviewSettings const& settings, std::uint64_t count) {
   if (settings.sliceCount < 1 || settings.sliceCount > 60) {
     throw std::invalid_argument("preview: " + std::to_string(settings.sliceCount) +
                                 " slices can't be shown; expected 1 to 60");
   }
-  return evenlySpaced(of, std::min(of, static_cast<std::uint64_t>(settings.sliceCount)));
+  SliceRange const range = rangeOf(settings, count);
+  return evenlySpaced(range,
+                      std::min(range.end - range.begin, static_cast<std::uint64_t>(settings.sliceCount)));
 }
 
 double length(DisplayAxis const& side, Extents const& extents, Vector3 const& spacing) {
@@ -54,12 +65,35 @@ std::size_t sliceAxis(Plane plane) {
 
 }  // namespace
 
+std::optional<SliceRange> boundedSlices(DistanceMap const& map, Plane plane) {
+  std::size_t const axis = sliceAxis(plane);
+  Extents const extents = extentsOf(map);
+  std::vector<char> inside(extents[axis], 0), outside(extents[axis], 0);
+  std::array<std::uint64_t, 3> p;
+  for (p[2] = 0; p[2] < extents[2]; ++p[2]) {
+    for (p[1] = 0; p[1] < extents[1]; ++p[1]) {
+      for (p[0] = 0; p[0] < extents[0]; ++p[0]) {
+        float const distance = map(p[0], p[1], p[2]);
+        if (distance < 0) inside[p[axis]] = 1;
+        if (distance > 0) outside[p[axis]] = 1;
+      }
+    }
+  }
+  SliceRange range{extents[axis], 0};
+  for (std::uint64_t slice = 0; slice < extents[axis]; ++slice) {
+    if (!inside[slice] || !outside[slice]) continue;
+    range = {std::min(range.begin, slice), slice + 1};
+  }
+  if (range.end == 0) return std::nullopt;
+  return range;
+}
+
 Preview::Preview(Extents const& extents, PreviewSettings const& settings)
     : extents_(extents),
       settings_(settings),
       orientation_(sliceOrientation(settings.choice.plane, settings.directions)) {
   if (voxelCount(extents) == 0) throw std::invalid_argument("preview: the map has no voxels");
-  slices_ = slicesToShow(extents[sliceAxis(settings.choice.plane)], settings);
+  slices_ = slicesToShow(settings, extents[sliceAxis(settings.choice.plane)]);
 }
 
 void Preview::requireFitting(ImageDataset const& volume) const {
@@ -96,7 +130,9 @@ std::string Preview::png() const {
 
 void drawPreview(DistanceMap const& map, ImageDataset const* grey, PreviewSettings const& settings,
                  std::filesystem::path const& path) {
-  Preview preview(extentsOf(map), settings);
+  PreviewSettings spaced = settings;
+  if (!spaced.among) spaced.among = boundedSlices(map, settings.choice.plane);
+  Preview preview(extentsOf(map), spaced);
   preview.add(map, grey);
   writePicture(preview.png(), path);
 }

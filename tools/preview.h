@@ -14,6 +14,16 @@
 
 namespace lorb::tools {
 
+/// The slices from `begin` up to `end`.
+struct SliceRange {
+  std::uint64_t begin, end;
+  bool operator==(SliceRange const&) const = default;
+};
+
+/// From the first to the last slice that has an inside and an outside; nothing when none has. Linear in the
+/// voxels.
+std::optional<SliceRange> boundedSlices(DistanceMap const& map, Plane plane);
+
 struct PreviewSettings {
   /// With a slice: that one alone.
   SliceChoice choice = {};
@@ -27,6 +37,10 @@ struct PreviewSettings {
 
   /// Of the map's values.
   std::string unit = "voxels";
+
+  /// The slices among which those to be shown are spaced; all, when nothing. A small object's own slices make
+  /// a better picture than a head's.
+  std::optional<SliceRange> among = std::nullopt;
 
   /// 1 to 60: as many slices as there are, but not more than these.
   int sliceCount = 12;
@@ -43,9 +57,8 @@ struct PreviewSettings {
 /// 1200 high, and the same input gives the same bytes.
 class Preview {
  public:
-  /// For a map of these extents. Throws `std::invalid_argument` when an extent is 0, when the chosen slice is
-  /// none of the map's, or when the number of slices is out of its
-  /// range.
+  /// For a map of these extents. Throws `std::invalid_argument` when an extent is 0, when the slices asked
+  /// for are none of the map's, or when the number of slices is out of its range.
   Preview(Extents const& extents, PreviewSettings const& settings);
 
   /// The slices to be shown, in ascending order.
@@ -71,8 +84,9 @@ class Preview {
 };
 
 /// Writes the picture of a whole map, through a folder beside `path`, and puts it in place in one step,
-/// replacing what is there. Throws `OutputError` when that fails; the old file is then as it was. Otherwise
-/// as `Preview`.
+/// replacing what is there. Unless the settings say otherwise, the slices shown are spaced among those that
+/// have a boundary. Throws `OutputError` when writing fails; the old file is then as it was. Otherwise as
+/// `Preview`.
 void drawPreview(DistanceMap const& map, ImageDataset const* grey, PreviewSettings const& settings,
                  std::filesystem::path const& path);
 

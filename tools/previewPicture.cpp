@@ -24,11 +24,17 @@ constexpr double textSize = 22, lineHeight = 28;
 constexpr double contourWidth = 2.0, haloWidth = 4.5;
 constexpr Colour black{20, 20, 20}, white{255, 255, 255}, frame{150, 150, 150}, blank{238, 238, 238};
 constexpr Colour noValue{165, 165, 165};
-constexpr double overlayOpacity = 0.5;
+
+/// The colour of a distance, a fraction of the range shown, on a grey image. It covers the more the farther
+/// the boundary is: about it, where colours are pale and say little, the anatomy shows.
+Colour colourOnGrey(Colour grey, double fraction) {
+  double const opacity = 0.3 + 0.5 * std::min(1.0, std::abs(fraction));
+  return blended(grey, divergingColour(fraction), opacity);
+}
 
 /// The grey values that are drawn darkest and white. The darkest is no black, on which colours would drown.
 struct Window {
-  static constexpr double darkest = 70;
+  static constexpr double darkest = 40;
 
   float black, white;
 
@@ -152,7 +158,8 @@ class Picture {
                           : bounded ? noValue
                                     : blank;
     if (std::isnan(distance)) return ground;
-    return blended(ground, divergingColour(distance / scale_->range), overGrey ? overlayOpacity : 1.0);
+    double const fraction = distance / scale_->range;
+    return overGrey ? colourOnGrey(ground, fraction) : divergingColour(fraction);
   }
 
   void drawContour(std::size_t k, Rectangle const& panel) {
@@ -221,18 +228,18 @@ class Picture {
   void fillBar(Rectangle const& bar) {
     std::vector<Colour> colours;
     for (int v = 0; v < int(bar.height); ++v) {
-      Colour const colour = divergingColour(1.0 - 2.0 * (v + 0.5) / bar.height);
-      for (int u = 0; u < barWidth; ++u) colours.push_back(onBar(colour, (u + 0.5) / barWidth));
+      double const fraction = 1.0 - 2.0 * (v + 0.5) / bar.height;
+      for (int u = 0; u < barWidth; ++u) colours.push_back(onBar(fraction, (u + 0.5) / barWidth));
     }
     canvas_.paint(int(bar.x), int(bar.y), barWidth, colours);
     canvas_.outline(bar, black, 1.0);
-    if (scale_->beyondOutside) drawPoint(bar, bar.y, -1.0, onBar(divergingColour(1.0), 0.5));
-    if (scale_->beyondInside) drawPoint(bar, bar.y + bar.height, 1.0, onBar(divergingColour(-1.0), 0.5));
+    if (scale_->beyondOutside) drawPoint(bar, bar.y, -1.0, onBar(1.0, 0.5));
+    if (scale_->beyondInside) drawPoint(bar, bar.y + bar.height, 1.0, onBar(-1.0, 0.5));
   }
 
   /// Over an image, the bar shows each colour on all shades from the darkest to white.
-  Colour onBar(Colour colour, double across) const {
-    return content_.greys.empty() ? colour : blended(Window::shade(across), colour, overlayOpacity);
+  Colour onBar(double fraction, double across) const {
+    return content_.greys.empty() ? divergingColour(fraction) : colourOnGrey(Window::shade(across), fraction);
   }
 
   /// The pointed end that says that there are farther distances.

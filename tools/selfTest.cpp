@@ -26,9 +26,10 @@ struct NamedPlane {
 constexpr std::array<NamedPlane, 3> planes = {
     {{Transform::planeXY, "xy"}, {Transform::planeXZ, "xz"}, {Transform::planeYZ, "yz"}}};
 
-// One voxel wide, high or deep, about powers of two, and longer than any vector.
-constexpr Extents shapes[] = {{1, 1, 1},   {1, 7, 5},   {7, 1, 5},   {7, 5, 1},  {17, 16, 5},
-                              {33, 31, 4}, {65, 17, 3}, {130, 5, 3}, {3, 40, 37}};
+// One voxel wide, high or deep, about powers of two, longer than any vector, and with distances whose squares
+// take more than 15 bits.
+constexpr Extents shapes[] = {{1, 1, 1},   {1, 7, 5},   {7, 1, 5},   {7, 5, 1},   {17, 16, 5}, {33, 31, 4},
+                              {65, 17, 3}, {130, 5, 3}, {3, 40, 37}, {200, 3, 3}, {3, 200, 3}};
 
 /// A mask, and its maps by brute force in the order of `planes`.
 struct Subject {

@@ -170,9 +170,10 @@ TEST(Preview, LaysColoursOnTheGreyImage) {
   }
   DecodedPicture const picture(pngOf(halves(), {}, &grey));
   Panel const panel(picture);
-  Colour const dark{70, 70, 70}, white{255, 255, 255};
-  EXPECT_LE(difference(panel.at(0.5 / 8, 1.5 / 8), blended(dark, divergingColour(-1), 0.5)), 2);
-  EXPECT_LE(difference(panel.at(6.5 / 8, 6.5 / 8), blended(white, divergingColour(0.75), 0.5)), 2);
+  Colour const dark{40, 40, 40}, white{255, 255, 255};
+  EXPECT_LE(difference(panel.at(0.5 / 8, 1.5 / 8), blended(dark, divergingColour(-1), 0.8)), 2);
+  EXPECT_LE(difference(panel.at(6.5 / 8, 6.5 / 8), blended(white, divergingColour(0.75), 0.675)), 2)
+      << "nearer the boundary more of the image shows";
 }
 
 TEST(Preview, ShowsEvenlySpacedSlices) {
@@ -180,6 +181,26 @@ TEST(Preview, ShowsEvenlySpacedSlices) {
   EXPECT_EQ(Preview({4, 4, 3}, {}).slices(), (std::vector<std::uint64_t>{0, 1, 2}));
   EXPECT_EQ(Preview({4, 5, 6}, {.choice = {EuclideanDistanceTransform2D::planeYZ, 3}}).slices(),
             (std::vector<std::uint64_t>{3}));
+}
+
+TEST(Preview, SpacesSlicesAmongThoseAskedFor) {
+  EXPECT_EQ(Preview({4, 4, 100}, {.among = SliceRange{50, 60}, .sliceCount = 2}).slices(),
+            (std::vector<std::uint64_t>{52, 57}));
+  EXPECT_EQ(Preview({4, 4, 100}, {.among = SliceRange{98, 100}}).slices(),
+            (std::vector<std::uint64_t>{98, 99}));
+}
+
+TEST(BoundedSlices, RunFromTheFirstToTheLastWithBothSides) {
+  for (auto const plane : {EuclideanDistanceTransform2D::planeXY, EuclideanDistanceTransform2D::planeXZ,
+                           EuclideanDistanceTransform2D::planeYZ}) {
+    auto const axis = EuclideanDistanceTransform2D::axesOf(plane).slice;
+    auto const inside = [&](std::uint64_t x, std::uint64_t y, std::uint64_t z) {
+      std::uint64_t const p[] = {x, y, z};
+      return (p[axis] == 2 || p[axis] == 5 || p[axis] == 6) && (p[axis] == 6 || p[(axis + 1) % 3] > 3);
+    };
+    EXPECT_EQ(boundedSlices(mapOf({8, 8, 8}, inside, plane), plane), (SliceRange{2, 6})) << plane;
+  }
+  EXPECT_EQ(boundedSlices(DistanceMap({3, 3, 3}), EuclideanDistanceTransform2D::planeXY), std::nullopt);
 }
 
 TEST(Preview, SlabsMakeTheSamePictureAsTheWhole) {
@@ -220,8 +241,12 @@ TEST(Preview, RefusesWhatDoesNotFit) {
   EXPECT_THROW(Preview({4, 0, 4}, {}), std::invalid_argument);
   EXPECT_THROW(Preview({4, 4, 4}, {.sliceCount = 0}), std::invalid_argument);
   EXPECT_THROW(Preview({4, 4, 4}, {.sliceCount = 61}), std::invalid_argument);
-  EXPECT_THROW(Preview({4, 4, 4}, {.choice = {EuclideanDistanceTransform2D::planeXY, 4}}),
-               std::invalid_argument);
+  for (int const slice : {-1, 4}) {
+    EXPECT_THROW(Preview({4, 4, 4}, {.choice = {EuclideanDistanceTransform2D::planeXY, slice}}),
+                 std::invalid_argument);
+  }
+  EXPECT_THROW(Preview({4, 4, 4}, {.among = SliceRange{2, 5}}), std::invalid_argument);
+  EXPECT_THROW(Preview({4, 4, 4}, {.among = SliceRange{2, 2}}), std::invalid_argument);
   Preview preview({8, 8, 4}, {});
   EXPECT_THROW(preview.add(halves({8, 9, 4})), std::invalid_argument);
   EXPECT_THROW(preview.add(halves({8, 8, 5})), std::invalid_argument);
@@ -235,6 +260,14 @@ TEST(DrawPreview, ReplacesTheFileAndLeavesNothingElse) {
   drawPreview(halves(), nullptr, {}, folder / "map.png");
   EXPECT_EQ(contentOf(folder / "map.png"), pngOf(halves()));
   EXPECT_EQ(folder.names(), (std::set<std::string>{"map.png"}));
+}
+
+TEST(DrawPreview, ShowsTheObjectsSlices) {
+  TemporaryFolder const folder;
+  DistanceMap const map =
+      mapOf({8, 8, 50}, [](std::uint64_t x, auto, std::uint64_t z) { return x < 4 && z >= 40 && z < 43; });
+  drawPreview(map, nullptr, {}, folder / "map.png");
+  EXPECT_EQ(contentOf(folder / "map.png"), pngOf(map, {.among = SliceRange{40, 43}}));
 }
 
 TEST(DrawPreview, SaysWhyItCannotWrite) {
