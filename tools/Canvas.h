@@ -19,8 +19,8 @@ struct Rectangle {
 enum class Align { left, centre, right };
 
 /// White at first. Lengths are in pixels, y runs downwards, whole numbers lie between pixels. The same calls
-/// give the same bytes, whatever the user's font settings. All functions throw `std::bad_alloc` when memory
-/// runs out.
+/// give the same bytes, whatever screen the user's font settings are made for. All functions throw
+/// `std::bad_alloc` when memory runs out.
 class Canvas {
  public:
   Canvas(int width, int height);
