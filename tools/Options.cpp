@@ -14,12 +14,14 @@ namespace {
 
 /// The options as they are typed.
 struct Words {
-  std::string input, output, plane = "xy", above, label, slice;
-  bool phantom = false, force = false;
+  std::string input, output, plane = "xy", above, label, slice, volume, series;
+  bool phantom = false, uneven = false, force = false;
 };
 
 void declare(CLI::App& app, Words& words) {
-  app.add_option("INPUT", words.input, "Volume to read: " + supportedExtensions());
+  app.add_option(
+      "INPUT", words.input,
+      "Volume to read: " + readableExtensions() + ", a folder of DICOM files, or - for standard input");
   app.add_flag("--phantom", words.phantom, "Use a built-in head phantom in place of INPUT");
   app.add_option("-o,--output", words.output, "Map to write, float32; its extension picks the format")
       ->required();
@@ -29,6 +31,10 @@ void declare(CLI::App& app, Words& words) {
                  "The object is the voxels with values above this number (default: 0)");
   app.add_option("--label", words.label, "The object is the voxels with exactly this value");
   app.add_option("--slice", words.slice, "Compute this slice alone, counted from 0; all others hold 0");
+  app.add_option("--volume", words.volume, "Volume of an input that holds several, counted from 0");
+  app.add_option("--series", words.series, "UID of the DICOM series to take (default: the largest)");
+  app.add_flag("--uneven", words.uneven,
+               "Take DICOM slices that are unevenly spaced or shifted all the same");
   app.add_flag("--force", words.force, "Replace the output if it exists");
   app.set_version_flag("--version", "lorb-distance " LORB_VERSION);
   app.footer(
@@ -60,10 +66,11 @@ ObjectRule ruleOf(CLI::App const& app, Words const& words) {
   return {};
 }
 
-int sliceNumber(std::string const& text) {
+int countedFromZero(std::string const& option, std::string const& text) {
   auto const number = parseInteger(text);
   if (number && *number >= 0) return *number;
-  throw UsageError("--slice '" + text + "' is no slice number; expected a whole number from 0");
+  throw UsageError(option + " '" + text + "' is no " + option.substr(2) +
+                   " number; expected a whole number from 0");
 }
 
 Options optionsOf(CLI::App const& app, Words const& words) {
@@ -76,7 +83,10 @@ Options optionsOf(CLI::App const& app, Words const& words) {
   if (named) options.input = words.input;
   options.output = words.output;
   options.choice.plane = planeNamed(words.plane);
-  if (app.count("--slice") > 0) options.choice.slice = sliceNumber(words.slice);
+  if (app.count("--slice") > 0) options.choice.slice = countedFromZero("--slice", words.slice);
+  if (app.count("--volume") > 0) options.inputChoice.volume = countedFromZero("--volume", words.volume);
+  if (app.count("--series") > 0) options.inputChoice.series = words.series;
+  options.inputChoice.uneven = words.uneven;
   options.rule = ruleOf(app, words);
   options.force = words.force;
   return options;

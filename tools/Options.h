@@ -1,6 +1,7 @@
 // The command line of lorb-distance.
 #pragma once
 
+#include "tools/VolumeSource.h"
 #include "tools/distanceMap.h"
 #include "tools/objectMask.h"
 
@@ -13,6 +14,7 @@ namespace lorb::tools {
 /// What the command line asks for.
 struct Options {
   std::optional<std::filesystem::path> input;  ///< nothing: the phantom
+  InputChoice inputChoice;
   std::filesystem::path output;
   SliceChoice choice;
   ObjectRule rule;

@@ -2,9 +2,6 @@
 
 #include "tools/errors.h"
 
-#include <stdlib.h>
-
-#include <cerrno>
 #include <string>
 #include <system_error>
 
@@ -19,21 +16,17 @@ fs::path behindLinks(fs::path const& target) {
   return resolved.empty() ? fs::absolute(target) : resolved;
 }
 
+std::unique_ptr<WorkFolder> folderBeside(fs::path const& resolved, fs::path const& target) try {
+  return std::make_unique<WorkFolder>(resolved.parent_path());
+} catch (std::system_error const& error) {
+  throw OutputError("output " + target.string() + ": can't write in folder " +
+                    resolved.parent_path().string() + ": " + error.code().message());
+}
+
 }  // namespace
 
-StagingFolder::StagingFolder(fs::path const& target) : target_(behindLinks(target)) {
-  std::string name = (target_.parent_path() / ".lorb-distance-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) {
-    throw OutputError("output " + target.string() + ": can't write in folder " +
-                      target_.parent_path().string() + ": " + std::generic_category().message(errno));
-  }
-  folder_ = name;
-}
-
-StagingFolder::~StagingFolder() {
-  std::error_code ignored;
-  fs::remove_all(folder_, ignored);
-}
+StagingFolder::StagingFolder(fs::path const& target)
+    : target_(behindLinks(target)), folder_(folderBeside(target_, target)) {}
 
 void StagingFolder::moveToTarget(fs::path const& file) const {
   std::error_code error;

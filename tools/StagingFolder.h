@@ -2,22 +2,22 @@
 // target and are moved in one step when complete.
 #pragma once
 
+#include "tools/WorkFolder.h"
+
 #include <filesystem>
+#include <memory>
 
 namespace lorb::tools {
 
-/// A new, empty, hidden folder beside `target`, removed with all it holds at the end of its life. Being in
-/// the same file system, what is made in it moves to the target by a rename, which replaces an older
-/// file in one step. Files made in it have the permissions that files made beside it would have.
+/// A work folder beside `target`. Being in the same file system, what is made in it moves to the target by
+/// a rename, which replaces an older file in one step. Files made in it have the permissions that files made
+/// beside it would have.
 class StagingFolder {
  public:
   /// Throws `OutputError` when the target's folder doesn't take it.
   explicit StagingFolder(std::filesystem::path const& target);
-  ~StagingFolder();
-  StagingFolder(StagingFolder const&) = delete;
-  StagingFolder& operator=(StagingFolder const&) = delete;
 
-  std::filesystem::path const& path() const { return folder_; }
+  std::filesystem::path const& path() const { return folder_->path(); }
 
   /// Gives `file`, made in this folder, the target's name. Throws `OutputError`; both files are then as
   /// they were.
@@ -25,7 +25,7 @@ class StagingFolder {
 
  private:
   std::filesystem::path target_;
-  std::filesystem::path folder_;
+  std::unique_ptr<WorkFolder> folder_;
 };
 
 }  // namespace lorb::tools

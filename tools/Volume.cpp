@@ -51,6 +51,24 @@ std::unique_ptr<ImageDataset> makeVoxels(TypeID type, Extents const& extents) {
   return voxels;
 }
 
+void* dataOf(ImageDataset& voxels) {
+  void* data = nullptr;
+  visitElementType(voxels.type_id(), [&]<class T>(std::type_identity<T>) {
+    if constexpr (!std::is_same_v<T, bool>) data = static_cast<TImageDataset<T, 3>&>(voxels).voxels().data();
+  });
+  return data;
+}
+
+void const* dataOf(ImageDataset const& voxels) {
+  return dataOf(const_cast<ImageDataset&>(voxels));
+}
+
+std::uint64_t bytesOf(TypeID type) {
+  std::uint64_t bytes = 0;
+  visitElementType(type, [&]<class T>(std::type_identity<T>) { bytes = sizeof(T); });
+  return bytes;
+}
+
 Extents extentsOf(ImageDataset const& voxels) {
   std::uint64_t const* const size = voxels.size_array();
   return {size[0], size[1], size[2]};
@@ -66,6 +84,10 @@ std::string toText(Extents const& extents) {
 
 std::string toText(Vector3 const& numbers) {
   return joined(numbers);
+}
+
+std::string toText(double number) {
+  return shortest(number);
 }
 
 std::string nameOf(TypeID type) {

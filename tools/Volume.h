@@ -56,6 +56,13 @@ struct Volume {
 /// A volume of the given element type and extents, all voxels 0; null when `type` names no type.
 std::unique_ptr<ImageDataset> makeVoxels(TypeID type, Extents const& extents);
 
+/// The voxels, one after the other; null for `bool`, whose bits have no addresses.
+void* dataOf(ImageDataset& voxels);
+void const* dataOf(ImageDataset const& voxels);
+
+/// Bytes that an element takes; 0 when `type` names no type.
+std::uint64_t bytesOf(TypeID type);
+
 /// Number of voxels along x, y and z.
 Extents extentsOf(ImageDataset const& voxels);
 
@@ -67,6 +74,9 @@ std::string toText(Extents const& extents);
 
 /// Fewest digits that name the number: "0.5 × 0.5 × 2"
 std::string toText(Vector3 const& numbers);
+
+/// Fewest digits that name the number, whatever the locale: "0.5"
+std::string toText(double number);
 
 /// Name of an element type, such as "Int16"; "none" when `type` names no type.
 std::string nameOf(TypeID type);

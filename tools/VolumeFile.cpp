@@ -1,60 +1,38 @@
 #include "tools/VolumeFile.h"
 
-#include "tools/ItkVolumeFile.h"
+#include "tools/DicomSeries.h"
+#include "tools/ItkVolumeSource.h"
+#include "tools/ItkVolumeWriter.h"
 #include "tools/StagingFolder.h"
 #include "tools/errors.h"
+#include "tools/standardStreams.h"
 #ifdef LORB_TOOLS_WITH_VTI
 #include "tools/VtiVolumeFile.h"
 #endif
 
-#include <string_view>
 #include <system_error>
 
 namespace lorb::tools {
 namespace fs = std::filesystem;
 namespace {
 
-struct Extension {
-  std::string_view name;
-  FileFormat format;
-  std::string_view oneFile;  ///< the extension with which the format's writer keeps all in one file
-};
-
-constexpr Extension extensions[] = {
-    {".nii", FileFormat::nifti, ".nii"},     {".nii.gz", FileFormat::nifti, ".nii.gz"},
-    {".mha", FileFormat::metaImage, ".mha"}, {".mhd", FileFormat::metaImage, ".mha"},
-    {".nrrd", FileFormat::nrrd, ".nrrd"},    {".nhdr", FileFormat::nrrd, ".nrrd"},
-#ifdef LORB_TOOLS_WITH_VTI
-    {".vti", FileFormat::vti, ".vti"},
-#endif
-};
-
-Extension const* extensionOf(fs::path const& path) {
-  std::string const name = path.filename().string();
-  for (Extension const& extension : extensions) {
-    if (name.size() > extension.name.size() && name.ends_with(extension.name)) return &extension;
-  }
-  return nullptr;
-}
-
-std::string unknownExtension(fs::path const& path) {
-  return path.string() + ": unknown extension; expected one of " + supportedExtensions();
-}
-
 void requireFile(fs::path const& path) {
   std::error_code error;
   fs::file_status const status = fs::status(path, error);
-  if (status.type() == fs::file_type::not_found)
-    throw InputError("input " + path.string() + ": no such file");
-  if (fs::is_directory(status)) {
-    throw InputError("input " + path.string() + ": is a folder; expected a file");
-  }
-  if (!fs::is_regular_file(status)) {
-    throw InputError("input " + path.string() + ": is no regular file; expected one");
-  }
-  if (fs::file_size(path, error) == 0 && !error) {
-    throw InputError("input " + path.string() + ": is empty; expected a volume");
-  }
+  if (status.type() == fs::file_type::not_found) refuseInput(path, "no such file");
+  if (!fs::is_regular_file(status)) refuseInput(path, "is no regular file; expected one");
+  if (fs::file_size(path, error) == 0 && !error) refuseInput(path, "is empty; expected a volume");
+}
+
+FileFormat formatOfFile(fs::path const& path) {
+  if (auto const format = formatOf(path)) return *format;
+  // DICOM files often have no extension.
+  if (isDicomFile(path)) return FileFormat::dicom;
+  refuseInput(path, "unknown extension; expected one of " + readableExtensions());
+}
+
+void requireNoSeries(fs::path const& path, InputChoice const& choice) {
+  if (choice.series) refuseInput(path, "is no DICOM series; expected no --series '" + *choice.series + "'");
 }
 
 void writeAs(FileFormat format, Volume const& volume, fs::path const& path) {
@@ -70,54 +48,66 @@ void requireWritten(Volume const& volume, fs::path const& staged, fs::path const
     throw OutputError("output " + target.string() + ": the written voxels are not the computed ones");
   }
   if (!samePlace(volume.geometry, written.geometry, extentsOf(*volume.voxels))) {
-    throw OutputError("output " + target.string() + ": " + nameOf(*formatOf(target)) +
+    throw OutputError("output " + target.string() + ": " + nameOf(*formatOf(staged)) +
                       " can't hold the volume's origin, spacing and direction; expected another format");
   }
 } catch (InputError const&) {
   throw OutputError("output " + target.string() + ": could not be written in full; is the disk full?");
 }
 
+void writeStaged(Volume const& volume, fs::path const& staged, fs::path const& target) {
+  try {
+    writeAs(*formatOf(staged), volume, staged);
+  } catch (OutputError const& error) {
+    throw OutputError("output " + target.string() + ": " + error.what());
+  }
+  requireWritten(volume, staged, target);
+}
+
+void writeToStandardOutput(Volume const& volume) {
+  StagingFolder const staging(fs::temp_directory_path() / "map.nrrd");
+  fs::path const staged = staging.path() / "map.nrrd";
+  writeStaged(volume, staged, "-");
+  copyToStandardOutput(staged);
+}
+
 }  // namespace
 
-std::string nameOf(FileFormat format) {
-  switch (format) {
-    case FileFormat::nifti:
-      return "NIfTI";
-    case FileFormat::metaImage:
-      return "MetaImage";
-    case FileFormat::nrrd:
-      return "NRRD";
-    case FileFormat::vti:
-      return "VTK image";
-  }
-  return "unknown";
-}
-
-std::optional<FileFormat> formatOf(fs::path const& path) {
-  Extension const* const extension = extensionOf(path);
-  return extension == nullptr ? std::nullopt : std::optional(extension->format);
-}
-
-std::string supportedExtensions() {
-  std::string list;
-  for (Extension const& extension : extensions) {
-    list += (list.empty() ? "" : ", ") + std::string(extension.name);
-  }
-  return list;
-}
-
-Volume readVolume(fs::path const& path) {
-  requireFile(path);
-  auto const format = formatOf(path);
-  if (!format) throw InputError("input " + unknownExtension(path));
+std::unique_ptr<VolumeSource> openVolume(fs::path const& path, InputChoice const& choice) {
+  std::error_code error;
+  if (fs::is_directory(path, error)) return openDicomSeries(path, choice);
+  if (!isStandardStream(path)) requireFile(path);
+  auto const format = isStandardStream(path) ? FileFormat::nrrd : formatOfFile(path);
+  if (format == FileFormat::dicom) return openDicomSeries(path, choice);
+  requireNoSeries(path, choice);
+  if (isStandardStream(path)) return openStandardInput(choice);
 #ifdef LORB_TOOLS_WITH_VTI
-  if (*format == FileFormat::vti) return readVtiVolume(path);
+  if (format == FileFormat::vti) return openVtiVolume(path);
 #endif
-  return readItkVolume(path, *format);
+  return openItkVolume(path, format, choice);
+}
+
+Volume readVolume(fs::path const& path, InputChoice const& choice) {
+  auto const source = openVolume(path, choice);
+  Volume volume;
+  volume.voxels = source->read(wholeRegion(source->header().extents));
+  volume.geometry = source->header().geometry;
+  volume.notes = source->header().notes;
+  return volume;
 }
 
 void requireTarget(fs::path const& target, bool replace, std::optional<fs::path> const& input) {
-  if (!formatOf(target)) throw OutputError("output " + unknownExtension(target));
+  if (isStandardStream(target)) return;
+  auto const format = formatOf(target);
+  if (!format || !isWritable(*format)) {
+    throw OutputError("output " + target.string() + ": " +
+                      (format ? nameOf(*format) + " files are not written" : "unknown extension") +
+                      "; expected one of " + writableExtensions());
+  }
+  requireFileTarget(target, replace, input);
+}
+
+void requireFileTarget(fs::path const& target, bool replace, std::optional<fs::path> const& input) {
   std::error_code error;
   if (fs::is_directory(target, error)) {
     throw OutputError("output " + target.string() + ": is a folder; expected a file name");
@@ -136,14 +126,10 @@ void requireTarget(fs::path const& target, bool replace, std::optional<fs::path>
 
 void writeVolume(Volume const& volume, fs::path const& target, bool replace) {
   requireTarget(target, replace);
+  if (isStandardStream(target)) return writeToStandardOutput(volume);
   StagingFolder const staging(target);
-  fs::path const staged = staging.path() / ("map" + std::string(extensionOf(target)->oneFile));
-  try {
-    writeAs(*formatOf(target), volume, staged);
-  } catch (OutputError const& error) {
-    throw OutputError("output " + target.string() + ": " + error.what());
-  }
-  requireWritten(volume, staged, target);
+  fs::path const staged = staging.path() / ("map" + oneFileExtensionOf(target));
+  writeStaged(volume, staged, target);
   requireTarget(target, replace);  // somebody else may have written it meanwhile
   staging.moveToTarget(staged);
 }

@@ -9,7 +9,6 @@
 #include <vtkDataArray.h>
 #include <vtkImageData.h>
 #include <vtkInformation.h>
-#include <vtkMatrix3x3.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkSmartPointer.h>
@@ -28,10 +27,6 @@
 namespace lorb::tools {
 namespace fs = std::filesystem;
 namespace {
-
-[[noreturn]] void refuse(fs::path const& path, std::string const& what) {
-  throw InputError("input " + path.string() + ": " + what);
-}
 
 /// VTK's readers and writers report failure as messages in a window, some of them from helper objects
 /// alone. This collects them.
@@ -60,50 +55,38 @@ bool endsAsXml(fs::path const& path) {
   return tail.ends_with(end);
 }
 
-void requireSensibleExtents(vtkXMLImageDataReader& reader, fs::path const& path) {
+Extents extentsIn(vtkInformation& information, fs::path const& path) {
   int extent[6] = {0, -1, 0, -1, 0, -1};
-  if (auto* const information = reader.GetOutputInformation(0);
-      information != nullptr && information->Has(vtkStreamingDemandDrivenPipeline::WHOLE_EXTENT())) {
-    information->Get(vtkStreamingDemandDrivenPipeline::WHOLE_EXTENT(), extent);
+  if (information.Has(vtkStreamingDemandDrivenPipeline::WHOLE_EXTENT())) {
+    information.Get(vtkStreamingDemandDrivenPipeline::WHOLE_EXTENT(), extent);
   }
+  Extents extents;
   std::int64_t bytes = 8;  // of the largest element, so that no later product can wrap around
-  for (int axis = 0; axis < 3; ++axis) {
+  for (std::size_t axis = 0; axis < 3; ++axis) {
     std::int64_t const count = std::int64_t(extent[2 * axis + 1]) - extent[2 * axis] + 1;
     if (count < 1 || count > std::numeric_limits<int>::max() ||
         bytes > std::numeric_limits<std::int64_t>::max() / count) {
-      refuse(path, "claims an impossible size of " + std::to_string(count) + " voxels along axis " +
-                       std::to_string(axis));
+      refuseInput(path, "claims an impossible size of " + std::to_string(count) + " voxels along axis " +
+                            std::to_string(axis));
     }
     bytes *= count;
+    extents[axis] = static_cast<std::uint64_t>(count);
   }
-}
-
-vtkSmartPointer<vtkImageData> readImage(fs::path const& path) {
-  SilencedStreams const silenced;
-  Messages const messages;
-  vtkNew<vtkXMLImageDataReader> reader;
-  if (reader->CanReadFile(path.c_str()) == 0) refuse(path, "is no VTK image file, or a damaged one");
-  reader->SetFileName(path.c_str());
-  auto const failed = [&] { return reader->GetErrorCode() != 0 || messages.reportError(); };
-  reader->UpdateInformation();
-  if (failed() || !endsAsXml(path)) refuse(path, "is damaged or incomplete");
-  requireSensibleExtents(*reader, path);
-  reader->Update();
-  if (failed()) refuse(path, "is damaged or incomplete");
-  return reader->GetOutput();
+  return extents;
 }
 
 vtkDataArray* scalarsOf(vtkImageData& image, fs::path const& path) {
   vtkPointData& points = *image.GetPointData();
   vtkDataArray* scalars = points.GetScalars();
   if (scalars == nullptr && points.GetNumberOfArrays() == 1) scalars = points.GetArray(0);
-  if (scalars == nullptr) refuse(path, "has no scalars at its points; expected one array");
+  if (scalars == nullptr) refuseInput(path, "has no scalars at its points; expected one array");
   if (scalars->GetNumberOfComponents() != 1) {
-    refuse(path, "holds " + std::to_string(scalars->GetNumberOfComponents()) + " values a voxel; expected 1");
+    refuseInput(path,
+                "holds " + std::to_string(scalars->GetNumberOfComponents()) + " values a voxel; expected 1");
   }
   if (scalars->GetNumberOfTuples() != image.GetNumberOfPoints()) {
-    refuse(path, "is incomplete: holds " + std::to_string(scalars->GetNumberOfTuples()) +
-                     " values; expected " + std::to_string(image.GetNumberOfPoints()));
+    refuseInput(path, "is incomplete: holds " + std::to_string(scalars->GetNumberOfTuples()) +
+                          " values; expected " + std::to_string(image.GetNumberOfPoints()));
   }
   return scalars;
 }
@@ -136,22 +119,24 @@ vtkSmartPointer<vtkImageData> forBridge(vtkImageData& image, vtkDataArray& scala
   return result;
 }
 
-Geometry geometryOf(vtkImageData& image, fs::path const& path) {
+Geometry geometryIn(vtkInformation& information, fs::path const& path) {
   Geometry geometry;
-  for (int axis = 0; axis < 3; ++axis) {
-    auto const a = static_cast<std::size_t>(axis);
-    geometry.origin[a] = image.GetOrigin()[axis];
-    geometry.spacing[a] = image.GetSpacing()[axis];
-    geometry.firstIndex[a] = image.GetExtent()[2 * axis];
-    if (!std::isfinite(geometry.origin[a]) || !std::isfinite(geometry.spacing[a]) ||
-        geometry.spacing[a] <= 0.0) {
-      refuse(path, "has spacing " + toText(geometry.spacing) + "; expected finite numbers above 0");
-    }
-    for (int row = 0; row < 3; ++row) {
-      geometry.direction[static_cast<std::size_t>(row)][a] =
-          image.GetDirectionMatrix()->GetElement(row, axis);
+  int extent[6];
+  information.Get(vtkStreamingDemandDrivenPipeline::WHOLE_EXTENT(), extent);
+  if (information.Has(vtkDataObject::ORIGIN())) {
+    information.Get(vtkDataObject::ORIGIN(), geometry.origin.data());
+  }
+  if (information.Has(vtkDataObject::SPACING())) {
+    information.Get(vtkDataObject::SPACING(), geometry.spacing.data());
+  }
+  double const* const direction = information.Get(vtkDataObject::DIRECTION());
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    geometry.firstIndex[axis] = extent[2 * axis];
+    for (std::size_t row = 0; direction != nullptr && row < 3; ++row) {
+      geometry.direction[row][axis] = direction[3 * row + axis];
     }
   }
+  requirePlace(geometry, path);
   return geometry;
 }
 
@@ -169,19 +154,62 @@ void place(vtkImageData& image, Geometry const& geometry) {
   image.SetDirectionMatrix(d[0][0], d[0][1], d[0][2], d[1][0], d[1][1], d[1][2], d[2][0], d[2][1], d[2][2]);
 }
 
+class VtiVolumeSource : public VolumeSource {
+ public:
+  explicit VtiVolumeSource(fs::path path) : path_(std::move(path)) {
+    SilencedStreams const silenced;
+    Messages const messages;
+    if (reader_->CanReadFile(path_.c_str()) == 0) {
+      refuseInput(path_, "is no VTK image file, or a damaged one");
+    }
+    reader_->SetFileName(path_.c_str());
+    reader_->UpdateInformation();
+    vtkInformation* const information = reader_->GetOutputInformation(0);
+    if (failed(messages) || information == nullptr || !endsAsXml(path_)) {
+      refuseInput(path_, "is damaged or incomplete");
+    }
+    header_.extents = extentsIn(*information, path_);
+    header_.geometry = geometryIn(*information, path_);
+  }
+
+  VolumeHeader const& header() const override { return header_; }
+  bool readsParts() const override { return false; }
+  std::uint64_t workBytes(Region const& region) const override { return voxelCount(region.size) * 8; }
+
+  std::unique_ptr<ImageDataset> read(Region const&) override {
+    vtkSmartPointer<vtkImageData> const image = readImage();
+    vtkDataArray* const scalars = scalarsOf(*image, path_);
+    std::unique_ptr<ImageDataset> voxels(toImageDataset(forBridge(*image, *scalars)));
+    if (voxels == nullptr) {
+      refuseInput(path_, std::string("holds values of type ") + scalars->GetDataTypeAsString() +
+                             "; expected integers, float or double");
+    }
+    return voxels;
+  }
+
+ private:
+  bool failed(Messages const& messages) { return reader_->GetErrorCode() != 0 || messages.reportError(); }
+
+  vtkSmartPointer<vtkImageData> readImage() {
+    SilencedStreams const silenced;
+    Messages const messages;
+    reader_->Update();
+    if (failed(messages)) refuseInput(path_, "is damaged or incomplete");
+    auto image = vtkSmartPointer<vtkImageData>::New();
+    image->ShallowCopy(reader_->GetOutput());
+    reader_->GetOutput()->Initialize();  // or the reader keeps the voxels
+    return image;
+  }
+
+  fs::path path_;
+  vtkNew<vtkXMLImageDataReader> reader_;
+  VolumeHeader header_;
+};
+
 }  // namespace
 
-Volume readVtiVolume(fs::path const& path) {
-  auto const image = readImage(path);
-  vtkDataArray* const scalars = scalarsOf(*image, path);
-  Volume volume;
-  volume.geometry = geometryOf(*image, path);
-  volume.voxels.reset(toImageDataset(forBridge(*image, *scalars)));
-  if (volume.voxels == nullptr) {
-    refuse(path, std::string("holds values of type ") + scalars->GetDataTypeAsString() +
-                     "; expected integers, float or double");
-  }
-  return volume;
+std::unique_ptr<VolumeSource> openVtiVolume(fs::path const& path) {
+  return std::make_unique<VtiVolumeSource>(path);
 }
 
 void writeVtiVolume(Volume const& volume, fs::path const& path) {

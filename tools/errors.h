@@ -1,6 +1,7 @@
 // What can go wrong in the tool, and the exit code each kind ends the program with.
 #pragma once
 
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -8,10 +9,11 @@ namespace lorb::tools {
 
 enum class ExitCode : int {
   success = 0,
-  usage = 2,     ///< the command line says nothing that can be done
-  input = 3,     ///< the input can't be read or holds no usable volume
-  output = 4,    ///< the map can't be written
-  internal = 5,  ///< memory ran out, or a bug
+  usage = 2,          ///< the command line says nothing that can be done
+  input = 3,          ///< the input can't be read or holds no usable volume
+  output = 4,         ///< the map can't be written
+  internal = 5,       ///< memory ran out, or a bug
+  interrupted = 130,  ///< ended by a signal, as shells count Ctrl-C
 };
 
 /// The one line that the user gets to read: it names the file or argument, the value, and what would
@@ -36,5 +38,10 @@ struct InputError : Error {
 struct OutputError : Error {
   explicit OutputError(std::string const& line) : Error(ExitCode::output, line) {}
 };
+
+/// Throws `InputError` with the line that refuses the file `path` for the reason `what`.
+[[noreturn]] inline void refuseInput(std::filesystem::path const& path, std::string const& what) {
+  throw InputError("input " + path.string() + ": " + what);
+}
 
 }  // namespace lorb::tools

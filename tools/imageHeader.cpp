@@ -3,8 +3,11 @@
 #include "tools/parseNumber.h"
 
 #include <fstream>
+#include <iterator>
 #include <map>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace lorb::tools {
 namespace {
@@ -44,11 +47,63 @@ bool isTrue(std::string const& value) {
   return value[0] == 'T' || value[0] == 't' || value[0] == '1';
 }
 
+std::vector<std::string> wordsIn(std::string const& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+Fields metaImageFields(std::istream& header) {
+  return readFields(header, '=', "ElementDataFile");
+}
+
+constexpr int mostDimensions = 10;
+
+/// Fields of a finite number an axis, by all the names they have.
+constexpr char const* perAxis[] = {"Offset", "Position", "Origin", "ElementSpacing", "ElementSize"};
+
+std::optional<std::string> complaintAboutNumbers(Fields const& fields, char const* name, int dimensions) {
+  if (fields.count(name) == 0) return std::nullopt;
+  auto const words = wordsIn(fields.at(name));
+  if (words.size() != static_cast<std::size_t>(dimensions)) {
+    return "has " + std::to_string(words.size()) + " numbers in " + name + "; expected " +
+           std::to_string(dimensions);
+  }
+  for (std::string const& word : words) {
+    if (!parseNumber(word)) return "has '" + word + "' in " + name + "; expected finite numbers";
+  }
+  return std::nullopt;
+}
+
 }  // namespace
+
+std::optional<std::string> complaintAboutMetaImage(std::filesystem::path const& path) {
+  std::ifstream header(path, std::ios::binary);
+  Fields const fields = metaImageFields(header);
+  std::string const text = valueOf(fields, "NDims", "none");
+  int const dimensions = parseInteger(text).value_or(0);
+  if (dimensions < 1 || dimensions > mostDimensions) {
+    return "has NDims = " + text + "; expected a number from 1 to " + std::to_string(mostDimensions);
+  }
+  if (fields.count("DimSize") == 0) return "has no DimSize; expected a number of voxels for each axis";
+  auto const sizes = wordsIn(fields.at("DimSize"));
+  if (sizes.size() != static_cast<std::size_t>(dimensions)) {
+    return "has " + std::to_string(sizes.size()) + " numbers in DimSize; expected " + text;
+  }
+  for (std::string const& size : sizes) {
+    if (parseInteger(size).value_or(0) < 1)
+      return "claims an impossible size of " + size + " voxels in DimSize";
+  }
+  std::string const channels = valueOf(fields, "ElementNumberOfChannels", "1");
+  if (channels != "1") return "holds " + channels + " values a voxel; expected 1";
+  for (char const* name : perAxis) {
+    if (auto complaint = complaintAboutNumbers(fields, name, dimensions)) return complaint;
+  }
+  return std::nullopt;
+}
 
 std::optional<ImageData> metaImageData(std::filesystem::path const& path) {
   std::ifstream header(path, std::ios::binary);
-  Fields const fields = readFields(header, '=', "ElementDataFile");
+  Fields const fields = metaImageFields(header);
   std::string const file = valueOf(fields, "ElementDataFile", "LIST");
   if (file.starts_with("LIST") || file.find('%') != std::string::npos) return std::nullopt;
   ImageData data;
@@ -74,11 +129,47 @@ std::optional<ImageData> nrrdData(std::filesystem::path const& path) {
   data.file = path;
   data.offset = positionOf(header);
   data.compressed = encoding == "gzip" || encoding == "gz";
-  bool const elsewhere = fields.count("data file") + fields.count("datafile") > 0;
+  std::string const elsewhere = valueOf(fields, "data file", valueOf(fields, "datafile", ""));
   bool const skips = fields.count("byte skip") + fields.count("byteskip") + fields.count("line skip") +
                          fields.count("lineskip") >
                      0;
-  data.plain = (data.compressed || encoding == "raw") && !elsewhere && !skips;
+  data.plain = (data.compressed || encoding == "raw") && !skips;
+  if (elsewhere.empty()) return data;
+  if (elsewhere.starts_with("LIST") || elsewhere.find('%') != std::string::npos) return std::nullopt;
+  data.file = path.parent_path() / elsewhere;
+  data.offset = 0;
+  return data;
+}
+
+std::optional<std::array<double, 3>> vtkVector(std::filesystem::path const& path, std::string const& name) {
+  std::ifstream header(path, std::ios::binary);
+  std::string line;
+  for (int k = 0; k < 32 && std::getline(header, line); ++k) {
+    auto const words = wordsIn(line);
+    if (words.size() != 4 || words[0] != name) continue;
+    std::array<double, 3> vector;
+    for (std::size_t a = 0; a < 3; ++a) {
+      auto const number = parseNumber(words[a + 1]);
+      if (!number) return std::nullopt;
+      vector[a] = static_cast<double>(*number);
+    }
+    return vector;
+  }
+  return std::nullopt;
+}
+
+ImageData vtkData(std::filesystem::path const& path) {
+  std::ifstream header(path, std::ios::binary);
+  ImageData data;
+  data.file = path;
+  data.plain = true;
+  // The table's name, which is optional, is the last line before the numbers.
+  std::string line;
+  for (int k = 0; k < 32 && std::getline(header, line); ++k) {
+    bool const table = line.starts_with("LOOKUP_TABLE") || line.starts_with("lookup_table");
+    if (table || line.starts_with("SCALARS") || line.starts_with("scalars")) data.offset = positionOf(header);
+    if (table) break;
+  }
   return data;
 }
 

@@ -1,9 +1,11 @@
-// Where MetaImage and NRRD files keep their voxels, told from the lines of text they begin with.
+// Where MetaImage, NRRD and legacy VTK files keep their voxels, told from the lines of text they begin with.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace lorb::tools {
 
@@ -18,7 +20,17 @@ struct ImageData {
 /// Reads the header of a MetaImage file. Nothing when it names no file or several ones for the voxels.
 std::optional<ImageData> metaImageData(std::filesystem::path const& path);
 
-/// Reads the header of an NRRD file. The voxels are plain when they follow it.
+/// What is wrong with the numbers in the header of a MetaImage file; nothing when a reader may rely on them.
+/// ITK's reader relies on all.
+std::optional<std::string> complaintAboutMetaImage(std::filesystem::path const& path);
+
+/// Reads the header of an NRRD file. Nothing when it names several files for the voxels.
 std::optional<ImageData> nrrdData(std::filesystem::path const& path);
+
+/// The three numbers that a legacy VTK file gives for "ORIGIN" or "SPACING"; nothing when it does not.
+std::optional<std::array<double, 3>> vtkVector(std::filesystem::path const& path, std::string const& name);
+
+/// Reads the header of a legacy VTK file of binary numbers.
+ImageData vtkData(std::filesystem::path const& path);
 
 }  // namespace lorb::tools

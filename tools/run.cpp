@@ -67,11 +67,19 @@ void tell(std::ostream& report, Options const& options, Volume const& input, Ins
          << "map:    " << options.output.string() << "\n";
 }
 
+Volume readInput(Options const& options, std::ostream& warnings) {
+  if (!options.input) return headPhantom();
+  auto const source = openVolume(*options.input, options.inputChoice);
+  for (std::string const& notice : source->notices) warnings << "lorb-distance: warning: " << notice << "\n";
+  VolumeHeader const& header = source->header();
+  return {source->read(wholeRegion(header.extents)), header.geometry, header.notes};
+}
+
 }  // namespace
 
 void run(Options const& options, std::ostream& report, std::ostream& warnings) {
   requireTarget(options.output, options.force, options.input);
-  Volume const input = options.input ? readVolume(*options.input) : headPhantom();
+  Volume const input = readInput(options, warnings);
   Mask const mask = objectMask(*input.voxels, options.rule);
   Volume map;
   map.voxels = std::make_unique<DistanceMap>(computeMap(mask, options));

@@ -95,7 +95,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"UnknownInputExtension", "notes.txt -o a.mha", 3,
                 "notes.txt: unknown extension; expected one of"},
         BadCase{"OtherContent", "letter.nrrd -o a.mha", 3, "letter.nrrd: is no NRRD file"},
-        BadCase{"FourDimensions", "four.mha -o a.mha", 3, "four.mha: has 4 dimensions"},
+        BadCase{"FourDimensions", "four.mha -o a.mha", 3, "four.mha: holds 2 volumes; expected --volume K"},
         BadCase{"UnknownOutputExtension", "good.nii.gz -o a.jpg", 4,
                 "a.jpg: unknown extension; expected one of"},
         BadCase{"NoOutputFolder", "good.nii.gz -o none/a.mha", 4, "no folder none"},

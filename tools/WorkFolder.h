@@ -1,0 +1,30 @@
+// Folders for files that nobody is to see, and that nothing may leave behind.
+#pragma once
+
+#include <filesystem>
+
+namespace lorb::tools {
+
+/// A new, empty, hidden folder, removed with all it holds at the end of its life. A folder that a killed
+/// process left behind is removed by the next that is made beside it: each is locked while its process lives,
+/// and the system unlocks what the dead held.
+class WorkFolder {
+ public:
+  /// Makes it in `parent`. Throws `std::system_error`.
+  explicit WorkFolder(std::filesystem::path const& parent);
+  ~WorkFolder();
+  WorkFolder(WorkFolder const&) = delete;
+  WorkFolder& operator=(WorkFolder const&) = delete;
+
+  std::filesystem::path const& path() const { return path_; }
+
+  /// Removes all that there are in this process and keeps new ones from being made: for a process that
+  /// is to end at once, from whichever thread. Callers that make or remove one afterwards wait forever.
+  static void removeAllForGood();
+
+ private:
+  std::filesystem::path path_;
+  int lock_;
+};
+
+}  // namespace lorb::tools

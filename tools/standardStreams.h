@@ -1,0 +1,21 @@
+// Volumes on standard input and output, by way of files, since readers seek and writers return.
+#pragma once
+
+#include "tools/VolumeSource.h"
+
+#include <filesystem>
+#include <memory>
+
+namespace lorb::tools {
+
+/// Whether a name on the command line stands for a standard stream: "-".
+bool isStandardStream(std::filesystem::path const& path);
+
+/// Reads standard input to its end into a temporary file and opens that as what it begins like: NRRD,
+/// MetaImage or NIfTI. The file lives as long as the source. Throws `InputError`.
+std::unique_ptr<VolumeSource> openStandardInput(InputChoice const& choice);
+
+/// Copies a file to standard output. Throws `OutputError`.
+void copyToStandardOutput(std::filesystem::path const& file);
+
+}  // namespace lorb::tools

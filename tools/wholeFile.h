@@ -1,0 +1,21 @@
+// Whether a file holds all that its header promises, found out before memory is taken for it.
+#pragma once
+
+#include "tools/FileFormat.h"
+#include "tools/itkCompiler.h"
+
+#include <itkImageIOBase.h>
+
+#include <filesystem>
+
+namespace lorb::tools {
+
+/// Throws `InputError` when the header of a file holds numbers that ITK's reader of the format would take as
+/// they are and come to grief with.
+void requireSaneHeader(std::filesystem::path const& path, FileFormat format);
+
+/// Throws `InputError` when the data behind the header that `io` has read is shorter than the header says, or
+/// is compressed and damaged, neither of which ITK notices. Linear in the file where that is compressed.
+void requireWholeFile(itk::ImageIOBase const& io, std::filesystem::path const& path, FileFormat format);
+
+}  // namespace lorb::tools
