@@ -3,6 +3,7 @@
 #include "tools/errors.h"
 #include "tools/imageHeader.h"
 #include "tools/itkImageIO.h"
+#include "tools/niftiFloats.h"
 #include "tools/niftiHeader.h"
 #include "tools/wholeFile.h"
 
@@ -72,7 +73,10 @@ class ItkVolumeSource : public VolumeSource {
     header_.geometry = geometryIn(*io_);
     if (format == FileFormat::vtk) completePlace(header_.geometry, path_);
     requirePlace(header_.geometry, path_);
-    if (format == FileFormat::nifti) header_.notes = niftiNotes(path_);
+    if (format == FileFormat::nifti) {
+      header_.notes = niftiNotes(path_);
+      floats_ = niftiFloats(path_);
+    }
     counts_ = countsIn(*io_);
     volume_ = chosenVolume(product(counts_, 3), choice, path_);
     requireWholeFile(*io_, path_, format);
@@ -94,6 +98,10 @@ class ItkVolumeSource : public VolumeSource {
 
   std::unique_ptr<ImageDataset> read(Region const& region) override {
     auto voxels = makeVoxels(header_.type, region.size);
+    if (floats_) {
+      readNiftiFloats(path_, *floats_, header_.extents, volume_, region, *voxels);
+      return voxels;
+    }
     if (readsRegions() || volumeCount() == 1) {
       readInto(dataOf(*voxels), ioRegion(region, 1, volume_));
     } else {
@@ -145,6 +153,7 @@ class ItkVolumeSource : public VolumeSource {
   FileFormat format_;
   itk::ImageIOBase::Pointer io_;
   VolumeHeader header_;
+  std::optional<NiftiFloats> floats_;
   Counts counts_;
   std::uint64_t volume_ = 0;
 };

@@ -1,112 +1,226 @@
 #include "tools/Options.h"
 
-#include "tools/VolumeFile.h"
 #include "tools/errors.h"
+#include "tools/help.h"
+#include "tools/memory.h"
+#include "tools/optionTable.h"
+#include "tools/standardStreams.h"
 
 #include <CLI/CLI.hpp>
 
+#include <map>
 #include <ostream>
-#include <sstream>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace lorb::tools {
 namespace {
 
-/// The options as they are typed.
-struct Words {
-  std::string input, output, plane = "xy", above, label, slice, volume, series;
-  bool phantom = false, uneven = false, force = false;
+/// The command line as it was typed: the words behind each option, and none of options that were not.
+class Words {
+ public:
+  Words(int argc, char const* const* argv) {
+    CLI::App app;
+    app.set_help_flag();
+    std::vector<std::string> inputs;
+    app.add_option("INPUT", inputs);
+    for (OptionRow const& row : optionTable()) declare(app, row);
+    try {
+      app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+      throw UsageError(std::string(error.what()) + "; see lorb-distance --help");
+    }
+    if (app.count("INPUT") > 0) words_["INPUT"] = inputs;
+    for (OptionRow const& row : optionTable()) {
+      if (app.count(longNameOf(row)) == 0) words_.erase(longNameOf(row));
+    }
+  }
+
+  bool has(std::string const& name) const { return words_.count(name) > 0; }
+  std::vector<std::string> const& all(std::string const& name) const { return words_.at(name); }
+  std::string const& one(std::string const& name) const { return all(name).at(0); }
+
+ private:
+  void declare(CLI::App& app, OptionRow const& row) {
+    std::string const names(row.names);
+    auto& words = words_[longNameOf(row)];
+    if (row.argument.empty()) {
+      app.add_flag_callback(names, [] {});
+    } else {
+      auto* const option = app.add_option(names, words)->type_size(argumentCount(row))->expected(1);
+      option->allow_extra_args(false);
+      if (row.repeatable) option->take_all();
+    }
+  }
+
+  std::map<std::string, std::vector<std::string>> words_;
 };
 
-void declare(CLI::App& app, Words& words) {
-  app.add_option(
-      "INPUT", words.input,
-      "Volume to read: " + readableExtensions() + ", a folder of DICOM files, or - for standard input");
-  app.add_flag("--phantom", words.phantom, "Use a built-in head phantom in place of INPUT");
-  app.add_option("-o,--output", words.output, "Map to write, float32; its extension picks the format")
-      ->required();
-  app.add_option("--plane", words.plane, "Plane in which the slices lie: xy, xz or yz")
-      ->capture_default_str();
-  app.add_option("--above", words.above,
-                 "The object is the voxels with values above this number (default: 0)");
-  app.add_option("--label", words.label, "The object is the voxels with exactly this value");
-  app.add_option("--slice", words.slice, "Compute this slice alone, counted from 0; all others hold 0");
-  app.add_option("--volume", words.volume, "Volume of an input that holds several, counted from 0");
-  app.add_option("--series", words.series, "UID of the DICOM series to take (default: the largest)");
-  app.add_flag("--uneven", words.uneven,
-               "Take DICOM slices that are unevenly spaced or shifted all the same");
-  app.add_flag("--force", words.force, "Replace the output if it exists");
-  app.set_version_flag("--version", "lorb-distance " LORB_VERSION);
-  app.footer(
-      "Distances are in voxels from centre to centre, within each slice: negative inside the object,\n"
-      "positive outside. A slice without a boundary is filled with -N or +N, N = width^2 + height^2.\n"
-      "Origin, spacing and direction are the input's; in .vti files they are LPS, as in MetaImage files.\n"
-      "\n"
-      "Exit codes: 0 done, 2 usage, 3 input, 4 output, 5 internal error.");
+/// A row of meanings that the words of an option may have.
+template <class Meaning>
+using Meanings = std::vector<std::pair<std::string_view, Meaning>>;
+
+template <class Meaning>
+Meaning meaningOf(Words const& words, std::string const& option, std::string_view what,
+                  Meanings<Meaning> const& meanings) {
+  if (!words.has(option)) return meanings[0].second;
+  std::string expected;
+  for (std::size_t k = 0; k < meanings.size(); ++k) {
+    if (meanings[k].first == words.one(option)) return meanings[k].second;
+    expected += (k == 0 ? "" : k + 1 == meanings.size() ? " or " : ", ") + std::string(meanings[k].first);
+  }
+  throw UsageError(option + " '" + words.one(option) + "' names no " + std::string(what) + "; expected " +
+                   expected);
 }
 
-Plane planeNamed(std::string const& name) {
-  if (name == "xy") return EuclideanDistanceTransform2D::planeXY;
-  if (name == "xz") return EuclideanDistanceTransform2D::planeXZ;
-  if (name == "yz") return EuclideanDistanceTransform2D::planeYZ;
-  throw UsageError("--plane '" + name + "' names no plane; expected xy, xz or yz");
-}
-
-ObjectRule rule(ObjectRule::Kind kind, std::string const& option, std::string const& text) {
-  if (auto const number = parseNumber(text)) return {kind, *number};
+ExactNumber numberIn(std::string const& option, std::string const& text) {
+  if (auto const number = parseNumber(text)) return *number;
   throw UsageError(option + " '" + text + "' is no finite number; expected one such as 60 or 0.5");
 }
 
-ObjectRule ruleOf(CLI::App const& app, Words const& words) {
-  bool const above = app.count("--above") > 0;
-  bool const label = app.count("--label") > 0;
-  if (above && label) throw UsageError("--above and --label exclude each other; expected one of them");
-  if (above) return rule(ObjectRule::Kind::above, "--above", words.above);
-  if (label) return rule(ObjectRule::Kind::label, "--label", words.label);
-  return {};
+std::vector<ExactNumber> numbersBehind(Words const& words, std::string const& option) {
+  std::vector<ExactNumber> numbers;
+  for (std::string const& text : words.all(option)) numbers.push_back(numberIn(option, text));
+  return numbers;
 }
 
-int countedFromZero(std::string const& option, std::string const& text) {
+int countedFromZero(Words const& words, std::string const& option) {
+  std::string const& text = words.one(option);
   auto const number = parseInteger(text);
   if (number && *number >= 0) return *number;
   throw UsageError(option + " '" + text + "' is no " + option.substr(2) +
                    " number; expected a whole number from 0");
 }
 
-Options optionsOf(CLI::App const& app, Words const& words) {
-  Options options;
-  bool const named = app.count("INPUT") > 0;
-  if (named && words.phantom) {
-    throw UsageError("--phantom excludes the input '" + words.input + "'; expected one of them");
+ObjectRule ruleOf(Words const& words) {
+  using Kind = ObjectRule::Kind;
+  static Meanings<Kind> const kinds = {{"--above", Kind::above},
+                                       {"--below", Kind::below},
+                                       {"--between", Kind::between},
+                                       {"--label", Kind::labels},
+                                       {"--each-label", Kind::labels}};
+  ObjectRule rule;
+  std::string chosen;
+  for (auto const& [name, kind] : kinds) {
+    std::string const option(name);
+    if (!words.has(option)) continue;
+    if (!chosen.empty()) {
+      throw UsageError(chosen + " and " + option + " exclude each other; expected one of them");
+    }
+    chosen = option;
+    rule.kind = kind;
+    if (option != "--each-label") rule.values = numbersBehind(words, option);
   }
-  if (!named && !words.phantom) throw UsageError("no input; expected a file name or --phantom");
-  if (named) options.input = words.input;
-  options.output = words.output;
-  options.choice.plane = planeNamed(words.plane);
-  if (app.count("--slice") > 0) options.choice.slice = countedFromZero("--slice", words.slice);
-  if (app.count("--volume") > 0) options.inputChoice.volume = countedFromZero("--volume", words.volume);
-  if (app.count("--series") > 0) options.inputChoice.series = words.series;
-  options.inputChoice.uneven = words.uneven;
-  options.rule = ruleOf(app, words);
-  options.force = words.force;
+  if (rule.kind == Kind::between && rule.values[0] > rule.values[1]) {
+    throw UsageError("--between " + words.all("--between")[0] + " " + words.all("--between")[1] +
+                     " holds no number; expected the lower one first");
+  }
+  rule.inverted = words.has("--invert");
+  return rule;
+}
+
+constexpr int mostThreads = 1024;
+
+unsigned threadsOf(Words const& words) {
+  if (!words.has("--threads")) return processorCount();
+  std::string const& text = words.one("--threads");
+  auto const number = parseInteger(text);
+  if (number && *number >= 1 && *number <= mostThreads) return static_cast<unsigned>(*number);
+  throw UsageError("--threads '" + text + "' is no number of threads; expected 1 to " +
+                   std::to_string(mostThreads));
+}
+
+MapSettings settingsOf(Words const& words) {
+  using Transform = EuclideanDistanceTransform2D;
+  MapSettings settings;
+  settings.choice.plane =
+      meaningOf<Plane>(words, "--plane", "plane",
+                       {{"xy", Transform::planeXY}, {"xz", Transform::planeXZ}, {"yz", Transform::planeYZ}});
+  if (words.has("--slice")) settings.choice.slice = countedFromZero(words, "--slice");
+  settings.noBoundary = meaningOf<NoBoundary>(
+      words, "--no-boundary", "filling",
+      {{"constant", NoBoundary::constant}, {"diagonal", NoBoundary::diagonal}, {"nan", NoBoundary::nan}});
+  settings.threads = threadsOf(words);
+  return settings;
+}
+
+std::uint64_t memoryOf(std::string const& text) {
+  if (auto const bytes = parseBytes(text)) return *bytes;
+  throw UsageError("--memory '" + text + "' is no size; expected one such as 512M or 4G");
+}
+
+std::optional<std::filesystem::path> inputOf(Words const& words) {
+  bool const phantom = words.has("--phantom");
+  if (words.has("INPUT") && words.all("INPUT").size() > 1) {
+    throw UsageError("takes one input, not '" + words.all("INPUT")[1] + "' as well as '" +
+                     words.one("INPUT") + "'; expected one");
+  }
+  if (!words.has("INPUT")) {
+    if (phantom) return std::nullopt;
+    throw UsageError("no input; expected a file name, a folder, - or --phantom");
+  }
+  if (phantom) {
+    throw UsageError("--phantom excludes the input '" + words.one("INPUT") + "'; expected one of them");
+  }
+  return words.one("INPUT");
+}
+
+void requireSense(Options const& options) {
+  bool const mapOnOutput = isStandardStream(options.output);
+  if (mapOnOutput && options.json && isStandardStream(*options.json)) {
+    throw UsageError("--output - and --json - share standard output; expected a file for one of them");
+  }
+  if (mapOnOutput && options.eachLabel) {
+    throw UsageError("--each-label writes several maps, not to --output -; expected a file name");
+  }
+  if (options.quiet && options.verbose) {
+    throw UsageError("--quiet and --verbose exclude each other; expected one of them");
+  }
+}
+
+Options optionsOf(Words const& words) {
+  if (!words.has("--output"))
+    throw UsageError("--output is required; expected a file name, such as map.nii.gz");
+  Options options;
+  options.input = inputOf(words);
+  options.output = words.one("--output");
+  if (words.has("--volume")) options.inputChoice.volume = countedFromZero(words, "--volume");
+  if (words.has("--series")) options.inputChoice.series = words.one("--series");
+  options.inputChoice.uneven = words.has("--uneven");
+  options.rule = ruleOf(words);
+  options.eachLabel = words.has("--each-label");
+  options.map = settingsOf(words);
+  options.units =
+      meaningOf<Units>(words, "--units", "units", {{"voxels", Units::voxels}, {"mm", Units::millimetres}});
+  if (words.has("--json")) options.json = words.one("--json");
+  if (words.has("--memory")) options.memory = memoryOf(words.one("--memory"));
+  options.force = words.has("--force");
+  options.quiet = words.has("--quiet");
+  options.verbose = words.has("--verbose");
+  requireSense(options);
   return options;
+}
+
+/// What an option that asks a question has for an answer.
+std::optional<std::string> answerTo(Words const& words) {
+  if (words.has("--help")) return helpText();
+  if (words.has("--version")) return versionText() + "\n";
+  if (words.has("--man")) return manualPage();
+  if (words.has("--completion")) return bashCompletion();
+  return std::nullopt;
 }
 
 }  // namespace
 
 std::optional<Options> parseOptions(int argc, char const* const* argv, std::ostream& out) {
-  CLI::App app("Signed distance map of an object in a medical volume, exact and slice by slice",
-               "lorb-distance");
-  Words words;
-  declare(app, words);
-  try {
-    app.parse(argc, argv);
-  } catch (CLI::ParseError const& error) {
-    std::ostringstream complaint;
-    if (app.exit(error, out, complaint) == 0) return std::nullopt;
-    throw UsageError(std::string(error.what()) + "; see lorb-distance --help");
+  Words const words(argc, argv);
+  if (auto const answer = answerTo(words)) {
+    out << *answer;
+    return std::nullopt;
   }
-  return optionsOf(app, words);
+  return optionsOf(words);
 }
 
 }  // namespace lorb::tools

@@ -5,20 +5,27 @@
 #include "tools/distanceMap.h"
 #include "tools/objectMask.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <iosfwd>
 #include <optional>
 
 namespace lorb::tools {
 
+enum class Units { voxels, millimetres };
+
 /// What the command line asks for.
 struct Options {
   std::optional<std::filesystem::path> input;  ///< nothing: the phantom
   InputChoice inputChoice;
-  std::filesystem::path output;
-  SliceChoice choice;
   ObjectRule rule;
-  bool force = false;
+  bool eachLabel = false;
+  std::filesystem::path output;
+  MapSettings map;  ///< but for the length of a voxel, which the input tells
+  Units units = Units::voxels;
+  std::optional<std::filesystem::path> json;
+  std::optional<std::uint64_t> memory;  ///< bytes
+  bool force = false, quiet = false, verbose = false;
 };
 
 /// Reads the command line. Prints the answer to --help or --version on `out` and returns nothing when

@@ -2,6 +2,7 @@
 
 #include "tools/errors.h"
 
+#include <fstream>
 #include <string>
 #include <system_error>
 
@@ -32,6 +33,16 @@ void StagingFolder::moveToTarget(fs::path const& file) const {
   std::error_code error;
   fs::rename(file, target_, error);
   if (error) throw OutputError("output " + target_.string() + ": can't be put in place: " + error.message());
+}
+
+void replaceFile(fs::path const& target, std::string const& content) {
+  StagingFolder const staging(target);
+  fs::path const staged = staging.path() / "file";
+  std::ofstream file(staged, std::ios::binary);
+  file << content;
+  file.close();
+  if (!file) throw OutputError("output " + target.string() + ": could not be written; is the disk full?");
+  staging.moveToTarget(staged);
 }
 
 }  // namespace lorb::tools

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
 
 namespace lorb::tools {
 
@@ -27,5 +28,9 @@ class StagingFolder {
   std::filesystem::path target_;
   std::unique_ptr<WorkFolder> folder_;
 };
+
+/// Writes a file of this content in one step, replacing what is there. Throws `OutputError`; the old file is
+/// then as it was.
+void replaceFile(std::filesystem::path const& target, std::string const& content);
 
 }  // namespace lorb::tools

@@ -39,6 +39,11 @@ struct OutputError : Error {
   explicit OutputError(std::string const& line) : Error(ExitCode::output, line) {}
 };
 
+/// Memory that can't be had, found out beforehand.
+struct MemoryError : Error {
+  explicit MemoryError(std::string const& line) : Error(ExitCode::internal, line) {}
+};
+
 /// Throws `InputError` with the line that refuses the file `path` for the reason `what`.
 [[noreturn]] inline void refuseInput(std::filesystem::path const& path, std::string const& what) {
   throw InputError("input " + path.string() + ": " + what);

@@ -1,8 +1,10 @@
 // lorb-distance: signed distance maps of objects in medical volumes.
 
 #include "tools/errors.h"
+#include "tools/interruption.h"
 #include "tools/run.h"
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -24,6 +26,8 @@ int fail(ExitCode code, std::string line) {
 }  // namespace
 
 int main(int argc, char** argv) try {
+  lorb::tools::endOnInterruption();
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that went away is an error of writing
   if (auto const options = lorb::tools::parseOptions(argc, argv, std::cout)) {
     lorb::tools::run(*options, std::cout, std::cerr);
   }

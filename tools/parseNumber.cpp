@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 
 namespace lorb::tools {
@@ -28,6 +29,16 @@ std::optional<ExactNumber> parseNumber(std::string_view text) {
   auto const real = parseAll<double>(text);
   if (!real || !std::isfinite(*real)) return std::nullopt;
   return *real;
+}
+
+std::string numberText(ExactNumber number) {
+  char text[64];
+  // 64-bit integers in full, everything else as the double that it is.
+  bool const whole = number == std::floor(number) && std::abs(number) < 18446744073709551616.0L;
+  auto const end = whole
+                       ? std::to_chars(std::begin(text), std::end(text), number, std::chars_format::fixed, 0)
+                       : std::to_chars(std::begin(text), std::end(text), static_cast<double>(number));
+  return {text, end.ptr};
 }
 
 std::optional<int> parseInteger(std::string_view text) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace lorb::tools {
@@ -14,7 +15,10 @@ using ExactNumber = long double;
 /// number as the nearest double. Nothing for other text, NaN and infinity included.
 std::optional<ExactNumber> parseNumber(std::string_view text);
 
-/// The same for a whole number of type `int`.
+/// The shortest text that `parseNumber` reads as the same number, whatever the locale.
+std::string numberText(ExactNumber number);
+
+/// The number that the whole of `text` is, if one of type `int`.
 std::optional<int> parseInteger(std::string_view text);
 
 }  // namespace lorb::tools

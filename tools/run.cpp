@@ -1,95 +1,201 @@
 #include "tools/run.h"
 
+#include "tools/MapWriter.h"
+#include "tools/Progress.h"
+#include "tools/Report.h"
+#include "tools/Stopwatch.h"
 #include "tools/VolumeFile.h"
 #include "tools/errors.h"
+#include "tools/makeMap.h"
+#include "tools/memory.h"
 #include "tools/phantom.h"
+#include "tools/slabPlan.h"
+#include "tools/standardStreams.h"
 
-#include <cstdio>
+#include <cmath>
+#include <memory>
 #include <ostream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 namespace lorb::tools {
+namespace fs = std::filesystem;
 namespace {
 
-std::string nameOfPlane(Plane plane) {
-  switch (plane) {
-    case EuclideanDistanceTransform2D::planeYZ:
-      return "yz";
-    case EuclideanDistanceTransform2D::planeXZ:
-      return "xz";
-    case EuclideanDistanceTransform2D::planeXY:
-      return "xy";
+/// The phantom, as if it came from a file.
+class PhantomSource : public VolumeSource {
+ public:
+  PhantomSource() : phantom_(headPhantom()) {
+    header_.type = phantom_.voxels->type_id();
+    header_.extents = extentsOf(*phantom_.voxels);
+    header_.geometry = phantom_.geometry;
   }
-  return "none";
+  VolumeHeader const& header() const override { return header_; }
+  bool readsParts() const override { return false; }
+  std::uint64_t workBytes(Region const&) const override { return 0; }
+  std::unique_ptr<ImageDataset> read(Region const&) override {
+    return phantom_.voxels ? std::move(phantom_.voxels) : headPhantom().voxels;
+  }
+
+ private:
+  Volume phantom_;
+  VolumeHeader header_;
+};
+
+std::unique_ptr<VolumeSource> openInput(Options const& options) {
+  if (!options.input) return std::make_unique<PhantomSource>();
+  return openVolume(*options.input, options.inputChoice);
 }
 
 std::string nameOfInput(Options const& options) {
-  return options.input ? options.input->string() : "built-in phantom";
+  return "input " + (options.input ? options.input->string() : "built-in phantom");
 }
 
-std::string percent(InsideCount const& count) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%.2f %%", 100.0 * double(count.inside) / double(count.all));
-  return text;
+/// Millimetres that a voxel is long and wide within the slices.
+double voxelLength(Options const& options, VolumeHeader const& header) {
+  if (options.units == Units::voxels) return 1.0;
+  auto const axes = EuclideanDistanceTransform2D::axesOf(options.map.choice.plane);
+  double const i = header.geometry.spacing[std::size_t(axes.i)];
+  double const j = header.geometry.spacing[std::size_t(axes.j)];
+  constexpr double tolerance = 1e-6;  // of single-precision headers
+  if (std::abs(i - j) <= tolerance * i) return i;
+  throw InputError(nameOfInput(options) + ": has voxels of " + toText(i) + " × " + toText(j) +
+                   " mm in plane " + nameOf(options.map.choice.plane) +
+                   ", whose distances in voxels are none in mm; expected square ones for --units mm");
 }
 
-DistanceMap computeMap(Mask const& mask, Options const& options) try {
-  return distanceMap(mask, options.choice);
-} catch (std::invalid_argument const& error) {
-  throw InputError("input " + nameOfInput(options) + ": " + error.what());
+/// "map-77.nii.gz"
+fs::path withLabel(fs::path const& path, ExactNumber label) {
+  std::string const extension = extensionOf(path), name = path.filename().string();
+  return path.parent_path() /
+         (name.substr(0, name.size() - extension.size()) + "-" + numberText(label) + extension);
 }
 
-std::string slicesText(SliceChoice const& choice, SliceShape const& shape) {
-  std::string const shapeText = std::to_string(shape.width) + " × " + std::to_string(shape.height);
-  if (choice.slice) {
-    return "slice " + std::to_string(*choice.slice) + " of " + std::to_string(shape.count) + ", " + shapeText;
+/// Slices to work on at a time: all, when memory allows.
+std::uint64_t slicesAtATime(Options const& options, VolumeSource const& source) {
+  SliceShape const shape = sliceShape(source.header().extents, options.map.choice.plane);
+  MemoryNeed const need = memoryNeed(source, options.map, 0);
+  std::uint64_t const budget = options.memory.value_or(availableMemory() / 10 * 9);
+  if (need.whole <= budget) return shape.count;
+  std::uint64_t const slices = slicesWithin(budget, need);
+  std::string const shortage = nameOfInput(options) + ": its map takes about " + bytesText(need.whole) +
+                               " of memory, and there are " + bytesText(budget);
+  if (!source.readsParts() || !takesPieces(options.output)) {
+    throw MemoryError(shortage +
+                      "; expected more, or slab by slab an uncompressed MetaImage or NIfTI file as input and "
+                      ".mha or .mhd as output");
   }
-  return std::to_string(shape.count) + " slices of " + shapeText;
+  if (slices == 0) {
+    throw MemoryError(shortage + "; a single slice takes " + bytesText(need.fixed + need.perSlice));
+  }
+  return std::min(slices, shape.count);
 }
 
-void warn(std::ostream& warnings, InsideCount const& count, SliceShape const& shape) {
-  if (count.inside > 0 && count.inside < count.all) return;
-  bool const none = count.inside == 0;
-  warnings << "lorb-distance: warning: the object " << (none ? "is empty" : "fills everything")
-           << "; with no boundary to measure to, the map holds " << (none ? "+" : "-")
-           << boundlessDistance(shape) << " throughout\n";
-}
+/// One run of the tool, from options to report.
+class Run {
+ public:
+  Run(Options const& options, std::ostream& warnings)
+      : options_(options), warnings_(warnings), report_{options_, {}, {}, 0, {}, {}, 0.0} {}
 
-void tell(std::ostream& report, Options const& options, Volume const& input, InsideCount const& count) {
-  report << "input:  " << nameOfInput(options) << "\n"
-         << "volume: " << toText(extentsOf(*input.voxels)) << " voxels of " << nameOf(input.voxels->type_id())
-         << ", spacing " << toText(input.geometry.spacing) << "\n"
-         << "plane:  " << nameOfPlane(options.choice.plane) << ", "
-         << slicesText(options.choice, sliceShape(*input.voxels, options.choice.plane)) << "\n"
-         << "object: " << count.inside << " of " << count.all << " voxels (" << percent(count) << ")\n"
-         << "map:    " << options.output.string() << "\n";
-}
+  Report const& report() const { return report_; }
 
-Volume readInput(Options const& options, std::ostream& warnings) {
-  if (!options.input) return headPhantom();
-  auto const source = openVolume(*options.input, options.inputChoice);
-  for (std::string const& notice : source->notices) warnings << "lorb-distance: warning: " << notice << "\n";
-  VolumeHeader const& header = source->header();
-  return {source->read(wholeRegion(header.extents)), header.geometry, header.notes};
+  void makeMaps() {
+    requireTargets();
+    Stopwatch total, watch;
+    auto const source = openInput(options_);
+    for (std::string const& notice : source->notices) warn(notice);
+    report_.header = source->header();
+    options_.map.voxelLength = voxelLength(options_, report_.header);
+    requireComputableSlices();
+    report_.slicesAtATime = slicesAtATime(options_, *source);
+    report_.phases.open = watch.lap();
+
+    Slabs slabs(*source, options_.map.choice.plane, report_.slicesAtATime, options_.eachLabel);
+    listMaps(slabs);
+    std::uint64_t const slices =
+        options_.map.choice.slice ? 1 : sliceShape(report_.header.extents, options_.map.choice.plane).count;
+    Progress progress(slices * report_.maps.size(), options_.quiet ? Progress::Show() : terminalShow());
+    for (MapReport& map : report_.maps) make(map, slabs, progress);
+    report_.totalSeconds = total.lap();
+  }
+
+ private:
+  void warn(std::string const& line) {
+    report_.warnings.push_back(line);
+    warnings_ << "lorb-distance: warning: " << line << "\n";
+  }
+
+  void requireTargets() const {
+    if (!options_.eachLabel) requireTarget(options_.output, options_.force, options_.input);
+    if (options_.eachLabel) requireTarget(options_.output, true);  // its name alone; the maps have others
+    if (options_.json && !isStandardStream(*options_.json)) {
+      requireFileTarget(*options_.json, options_.force, options_.input);
+    }
+  }
+
+  void requireComputableSlices() const try {
+    requireComputable(report_.header.extents, options_.map.choice);
+  } catch (std::invalid_argument const& error) {
+    throw InputError(nameOfInput(options_) + ": " + error.what());
+  }
+
+  void listMaps(Slabs& slabs) {
+    if (!options_.eachLabel) {
+      report_.maps.push_back({options_.output, std::nullopt, options_.rule, {}});
+      return;
+    }
+    for (ExactNumber const label : labels(slabs)) {
+      ObjectRule rule = options_.rule;
+      rule.values = {label};
+      fs::path const path = withLabel(options_.output, label);
+      requireTarget(path, options_.force, options_.input);
+      report_.maps.push_back({path, label, rule, {}});
+    }
+  }
+
+  std::set<ExactNumber> labels(Slabs& slabs) try {
+    auto labels = labelsIn(slabs, report_.phases);
+    if (labels.empty()) throw std::invalid_argument("holds 0 alone; expected labels for --each-label");
+    return labels;
+  } catch (std::invalid_argument const& error) {
+    throw InputError(nameOfInput(options_) + ": " + error.what());
+  }
+
+  void make(MapReport& map, Slabs& slabs, Progress& progress) {
+    MapWriter writer(map.path, options_.force, report_.header, slabs.count() > 1);
+    map.summary = makeMap(slabs, map.rule, options_.map, writer, report_.phases,
+                          [&](std::uint64_t slices) { progress.advance(slices); });
+    writer.finish();
+    report_.header.type = slabs.type();
+    if (auto const emptiness = emptinessOf(map, report_)) warn(*emptiness);
+  }
+
+  Options options_;
+  std::ostream& warnings_;
+  Report report_;
+};
+
+void writeJson(Report const& report, std::ostream& out) {
+  auto const& target = report.options.json;
+  if (!target) return;
+  if (isStandardStream(*target)) {
+    out << jsonText(report) << std::flush;
+    if (!out) throw OutputError("output -: the report could not be written to standard output");
+    return;
+  }
+  replaceFile(*target, jsonText(report));
 }
 
 }  // namespace
 
 void run(Options const& options, std::ostream& report, std::ostream& warnings) {
-  requireTarget(options.output, options.force, options.input);
-  Volume const input = readInput(options, warnings);
-  Mask const mask = objectMask(*input.voxels, options.rule);
-  Volume map;
-  map.voxels = std::make_unique<DistanceMap>(computeMap(mask, options));
-  map.geometry = input.geometry;
-  map.notes = input.notes;
-  writeVolume(map, options.output, options.force);
-
-  InsideCount const count = countInside(mask, options.choice);
-  warn(warnings, count, sliceShape(mask, options.choice.plane));
-  tell(report, options, input, count);
+  Run run(options, warnings);
+  run.makeMaps();
+  writeJson(run.report(), report);
+  if (options.quiet) return;
+  bool const taken = isStandardStream(options.output) || (options.json && isStandardStream(*options.json));
+  tell(taken ? warnings : report, run.report());
 }
 
 }  // namespace lorb::tools

@@ -7,8 +7,9 @@
 
 namespace lorb::tools {
 
-/// Makes the map that `options` asks for. Prints a short report on `report` once the map is written, and
-/// on `warnings` one line if the object is empty or fills all. Throws `Error`, `std::bad_alloc`.
+/// Makes the maps that `options` ask for. Prints a short report on `report` once the maps are written, or
+/// where that is taken by a map or a report for programs, on `warnings`; there also one line for each thing
+/// that a person should know of. Throws `Error`, `std::bad_alloc`.
 void run(Options const& options, std::ostream& report, std::ostream& warnings);
 
 }  // namespace lorb::tools

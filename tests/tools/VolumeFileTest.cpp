@@ -306,6 +306,22 @@ TEST(VolumeFileContent, DetachedCompressedDataIsChecked) {
   EXPECT_TRUE(says(complaintOf(folder / "a.nhdr"), "a.raw.gz"));
 }
 
+TEST_P(VolumeFile, KeepsWhatIsNotFinite) {
+  for (TypeID const type : {typeFloat, typeDouble}) {
+    if (!stores(file(), type)) continue;
+    Volume volume = sample(type);
+    visitElementType(type, [&]<class T>(std::type_identity<T>) {
+      if constexpr (std::is_floating_point_v<T>) {
+        auto const voxels = static_cast<TImageDataset<T, 3>&>(*volume.voxels).voxels();
+        voxels[3] = std::numeric_limits<T>::quiet_NaN();
+        voxels[4] = std::numeric_limits<T>::infinity();
+      }
+    });
+    writeVolume(volume, file(), true);
+    EXPECT_TRUE(equalVoxels(*readVolume(file()).voxels, *volume.voxels)) << nameOf(type);
+  }
+}
+
 TEST(VolumeFileContent, NiftiNotesSurvive) {
   TemporaryFolder const folder;
   Volume volume = sampleVolume(typeFloat);

@@ -1,7 +1,9 @@
 """Checks with nibabel what lorb-distance makes of NIfTI files: usage niftiPlace.py LORB-DISTANCE."""
 
+import gzip
 import itertools
 import os
+import struct
 import subprocess
 import sys
 import tempfile
@@ -90,6 +92,43 @@ def main(tool):
         threshold = nibabel.load(os.path.join(folder, "scaled.nii")).get_fdata() > 1.5
         run(tool, os.path.join(folder, "scaled.nii"), "-o", result, "--force", "--above", "1.5")
         numpy.testing.assert_allclose(nibabel.load(result).get_fdata(), brute_force(threshold), rtol=1e-6)
+
+        # Floating-point voxels, of either byte order, scaled or not, with one that is no number.
+        for byte_order, kind, scale in itertools.product("<>", (numpy.float32, numpy.float64), (None, (0.5, 1.0))):
+            real = values.astype(kind)
+            real[3, 4, 2] = numpy.nan
+            image = nibabel.Nifti1Image(real, affine, nibabel.Nifti1Header(endianness=byte_order))
+            image.set_data_dtype(kind)
+            nibabel.save(image, source)
+            if scale:
+                set_scale(source, byte_order, scale)
+            inside = nibabel.load(source).get_fdata() < 1.25
+            run(tool, source, "-o", result, "--force", "--below", "1.25")
+            numpy.testing.assert_allclose(nibabel.load(result).get_fdata(), brute_force(inside), rtol=1e-6)
+
+        check_several_volumes(tool, folder, affine)
+
+
+def set_scale(path, byte_order, scale):
+    """Writes slope and intercept into the header, where nibabel keeps floats unscaled."""
+    with gzip.open(path) as file:
+        content = bytearray(file.read())
+    struct.pack_into(byte_order + "ff", content, 112, *scale)
+    with gzip.open(path, "wb") as file:
+        file.write(content)
+
+
+def check_several_volumes(tool, folder, affine):
+    source, result = os.path.join(folder, "four.nii.gz"), os.path.join(folder, "one.nii")
+    for kind in (numpy.int16, numpy.int64, numpy.float32):
+        values = numpy.random.default_rng(6).integers(-3, 4, (7, 6, 5, 4)).astype(kind)
+        image = nibabel.Nifti1Image(values, affine)
+        image.set_qform(affine, 1)
+        image.set_sform(affine, 1)
+        nibabel.save(image, source)
+        for volume in range(4):
+            run(tool, source, "--volume", str(volume), "-o", result, "--force")
+            check_map(result, affine, brute_force(values[..., volume] > 0), (1, 1))
 
 
 if __name__ == "__main__":

@@ -9,7 +9,11 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
+#include <memory>
+#include <set>
+#include <utility>
 
 namespace lorb::tools {
 namespace {
@@ -24,9 +28,9 @@ struct Outcome {
 /// Runs the tool in `folder` with the given arguments, as the shell reads them. `before` is a shell command.
 Outcome runTool(fs::path const& folder, std::string const& arguments, std::string const& before = "true") {
   TemporaryFolder const prints;
-  std::string const command = "cd '" + folder.string() + "' && " + before + " && '" LORB_DISTANCE "' " +
-                              arguments + " >'" + (prints / "out").string() + "' 2>'" +
-                              (prints / "err").string() + "'";
+  std::string const command = "cd '" + folder.string() + "' && " + before + " && >'" +
+                              (prints / "out").string() + "' 2>'" + (prints / "err").string() +
+                              "' '" LORB_DISTANCE "' " + arguments;
   int const status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(prints / "out"), contentOf(prints / "err")};
 }
@@ -47,6 +51,21 @@ class Tool : public testing::Test {
         "ObjectType = Image\nNDims = 4\nBinaryData = True\nDimSize = 2 2 2 2\nElementType = MET_UCHAR\n"
         "ElementDataFile = LOCAL\n0123456789abcdef");
     fs::create_directory(folder / "inner.mha");
+    auto const metaImage = [&](char const* name, std::string const& fields, std::string const& data) {
+      writeContent(folder / name, "ObjectType = Image\nNDims = 3\nBinaryData = True\n" + fields +
+                                      "\nElementDataFile = LOCAL\n" + data);
+    };
+    metaImage("zeros.mha", "DimSize = 1 1 3\nElementType = MET_UCHAR", std::string(3, '\0'));
+    float const halves[3] = {0.5F, 1.0F, 2.0F};
+    metaImage("halves.mha", "DimSize = 1 1 3\nElementType = MET_FLOAT",
+              std::string(reinterpret_cast<char const*>(halves), sizeof halves));
+    metaImage("vectors.mha", "DimSize = 1 1 1\nElementNumberOfChannels = 3\nElementType = MET_UCHAR", "abc");
+    metaImage("infinite.mha", "DimSize = 1 1 3\nElementSpacing = 1 1 inf\nElementType = MET_UCHAR", "abc");
+    metaImage("huge.mha", "DimSize = 2147483647 1 1\nElementType = MET_UCHAR", "abc");
+    metaImage("negative.mha", "DimSize = 1 -4 3\nElementType = MET_UCHAR", "abc");
+    writeVolume(sampleVolume(typeInt64, {4, 3, 2}), folder / "complex.nii", false);
+    std::fstream complex(folder / "complex.nii", std::ios::in | std::ios::out | std::ios::binary);
+    complex.seekp(70).put(32).put(0).put(64).put(0);  // the code of complex numbers, and their bits
   }
 
   TemporaryFolder folder;
@@ -81,6 +100,40 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"AboveInfinity", "good.nii.gz -o a.mha --above=-inf", 2, "--above '-inf'"},
         BadCase{"LabelNaN", "good.nii.gz -o a.mha --label nan", 2, "--label 'nan'"},
         BadCase{"LabelEmpty", "good.nii.gz -o a.mha --label ''", 2, "--label ''"},
+        BadCase{"BetweenOneNumber", "good.nii.gz -o a.mha --between 1", 2, "--between"},
+        BadCase{"BetweenReversed", "good.nii.gz -o a.mha --between 5 1", 2, "--between 5 1 holds no number"},
+        BadCase{"BelowWord", "good.nii.gz -o a.mha --below x", 2, "--below 'x' is no finite number"},
+        BadCase{"EachLabelAndAbove", "good.nii.gz -o a.mha --above 1 --each-label", 2, "exclude each other"},
+        BadCase{"EachLabelOfNone", "zeros.mha -o a.mha --each-label", 3, "zeros.mha: holds 0 alone"},
+        BadCase{"EachLabelOfFractions", "halves.mha -o a.mha --each-label", 3, "holds 0.5 and so is no map"},
+        BadCase{"EachLabelToStandardOutput", "good.nii.gz -o - --each-label", 2, "--each-label"},
+        BadCase{"UnknownUnits", "good.nii.gz -o a.mha --units cm", 2,
+                "'cm' names no units; expected voxels or mm"},
+        BadCase{"MillimetresOfOblongVoxels", "good.nii.gz -o a.mha --units mm", 3,
+                "has voxels of 0.75 × 1.25 mm in plane xy"},
+        BadCase{"UnknownFilling", "good.nii.gz -o a.mha --no-boundary 0", 2,
+                "'0' names no filling; expected constant, diagonal or nan"},
+        BadCase{"NoThreads", "good.nii.gz -o a.mha --threads 0", 2, "--threads '0'"},
+        BadCase{"ManyThreads", "good.nii.gz -o a.mha --threads 100000", 2, "expected 1 to 1024"},
+        BadCase{"NoMemory", "good.nii.gz -o a.mha --memory lots", 2, "--memory 'lots' is no size"},
+        BadCase{"LittleMemory", "good.nii.gz -o a.mha --memory 10M", 5, "slab by slab"},
+        BadCase{"QuietAndVerbose", "good.nii.gz -o a.mha -q -v", 2, "exclude each other"},
+        BadCase{"TwoOutputs", "good.nii.gz -o - --json -", 2, "share standard output"},
+        BadCase{"ExistingReport", "good.nii.gz -o a.mha --json notes.txt", 4, "notes.txt: exists"},
+        BadCase{"ReportIsInput", "good.nii.gz -o a.mha --json good.nii.gz --force", 4, "is the input"},
+        BadCase{"VolumeWord", "good.nii.gz -o a.mha --volume x", 2, "--volume 'x' is no volume number"},
+        BadCase{"VolumeBeyond", "good.nii.gz -o a.mha --volume 1", 3, "has no volume 1"},
+        BadCase{"SeriesOfNone", "good.nii.gz -o a.mha --series 1.2", 3, "is no DICOM series"},
+        BadCase{"DicomAsOutput", "good.nii.gz -o a.dcm", 4, "DICOM files are not written; expected one of"},
+        BadCase{"EmptyStandardInput", "- -o a.mha </dev/null", 3, "input -: is no NRRD"},
+        BadCase{"CutStandardInput", "- -o a.mha <cut.nii.gz", 3, "damaged or incomplete"},
+        BadCase{"VectorVoxels", "vectors.mha -o a.mha", 3, "vectors.mha: holds 3 values a voxel; expected 1"},
+        BadCase{"ComplexVoxels", "complex.nii -o a.mha", 3,
+                "complex.nii: holds 2 values a voxel; expected 1"},
+        BadCase{"InfiniteSpacing", "infinite.mha -o a.mha", 3, "'inf' in ElementSpacing"},
+        BadCase{"TwoGigavoxels", "huge.mha -o a.mha", 3,
+                "is incomplete: holds 3 bytes of data; expected 2147483647"},
+        BadCase{"NegativeSize", "negative.mha -o a.mha", 3, "impossible size of -4"},
         BadCase{"AboveAndLabel", "good.nii.gz -o a.mha --above 1 --label 2", 2, "exclude each other"},
         BadCase{"SliceWord", "good.nii.gz -o a.mha --slice two", 2, "--slice 'two'"},
         BadCase{"SliceNegative", "good.nii.gz -o a.mha --slice -1", 2, "--slice '-1'"},
@@ -175,7 +228,7 @@ TEST_F(Tool, WarnsOfAnEmptyAndOfAFullObject) {
   };
   Outcome const empty = runTool(folder.path(), "good.nii.gz -o map.mha --above 40000");
   EXPECT_EQ(empty.exitCode, 0);
-  EXPECT_NE(empty.err.find("the object is empty"), std::string::npos) << empty.err;
+  EXPECT_NE(empty.err.find("is empty; with no boundary"), std::string::npos) << empty.err;
   EXPECT_NE(empty.err.find("+724"), std::string::npos) << empty.err;
   EXPECT_EQ(value(), 724.0F);
   Outcome const full = runTool(folder.path(), "good.nii.gz -o map.mha --above -40000 --force");
@@ -201,8 +254,142 @@ TEST_F(Tool, SaysWhoItIsAndHow) {
   Outcome const help = runTool(folder.path(), "--help");
   EXPECT_EQ(help.exitCode, 0);
   for (char const* part : {"--plane", "--above", "--label", "--slice", "all others hold 0", "--phantom",
-                           "--force", ".nii.gz", ".nrrd", "LPS"}) {
+                           "--force", ".nii.gz", "Exit codes: 0 done, 2 usage, 3 input, 4 output"}) {
     EXPECT_NE(help.out.find(part), std::string::npos) << part;
+  }
+}
+
+DistanceMap const& mapIn(Volume const& volume) {
+  return static_cast<DistanceMap const&>(*volume.voxels);
+}
+
+/// The map that the tool makes with these arguments.
+Volume mapOf(fs::path const& folder, std::string const& arguments) {
+  Outcome const outcome = runTool(folder, arguments + " -o made.nii --force");
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  return readVolume(folder / "made.nii");
+}
+
+/// Whole numbers from −3 to 3, in isotropic voxels of 0.5 mm.
+Volume labelVolume() {
+  Volume volume;
+  volume.geometry.spacing = {0.5, 0.5, 2.0};
+  auto voxels = std::make_unique<TImageDataset<short, 3>>(Extents{12, 10, 5});
+  for (std::size_t k = 0; k < voxels->voxels().size(); ++k) {
+    voxels->voxels()[k] = static_cast<short>(k * k * 7919 % 1009 % 7) - 3;
+  }
+  volume.voxels = std::move(voxels);
+  return volume;
+}
+
+class ToolObject : public testing::TestWithParam<std::pair<char const*, bool (*)(short)>> {};
+INSTANTIATE_TEST_SUITE_P(
+    ChosenBy, ToolObject,
+    testing::Values(std::pair(
+                        "", +[](short v) { return v > 0; }),
+                    std::pair(
+                        "--above 1", +[](short v) { return v > 1; }),
+                    std::pair(
+                        "--below -1", +[](short v) { return v < -1; }),
+                    std::pair(
+                        "--between -1 2", +[](short v) { return v >= -1 && v <= 2; }),
+                    std::pair(
+                        "--label 2", +[](short v) { return v == 2; }),
+                    std::pair(
+                        "--label 2 --label -3", +[](short v) { return v == 2 || v == -3; }),
+                    std::pair(
+                        "--between -1 2 --invert", +[](short v) { return v < -1 || v > 2; })),
+    [](auto const& info) { return "Rule" + std::to_string(info.index); });
+
+TEST_P(ToolObject, IsWhatTheMapIsNegativeIn) {
+  TemporaryFolder const folder;
+  Volume const labels = labelVolume();
+  writeVolume(labels, folder / "labels.nrrd", false);
+  Volume const map = mapOf(folder.path(), std::string("labels.nrrd ") + GetParam().first);
+  auto const& values = static_cast<TImageDataset<short, 3> const&>(*labels.voxels).pages[0].data;
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    EXPECT_EQ(mapIn(map).pages[0].data[k] < 0.0F, GetParam().second(values[k])) << values[k];
+  }
+}
+
+TEST(ToolMaps, EachLabelHasOneOfItsOwn) {
+  TemporaryFolder const folder;
+  writeVolume(labelVolume(), folder / "labels.nrrd", false);
+  EXPECT_EQ(runTool(folder.path(), "labels.nrrd --each-label -o m.nii.gz").exitCode, 0);
+  EXPECT_EQ(folder.names(), (std::set<std::string>{"labels.nrrd", "m--3.nii.gz", "m--2.nii.gz", "m--1.nii.gz",
+                                                   "m-1.nii.gz", "m-2.nii.gz", "m-3.nii.gz"}));
+  EXPECT_TRUE(equalVoxels(*readVolume(folder / "m-2.nii.gz").voxels,
+                          *mapOf(folder.path(), "labels.nrrd --label 2").voxels));
+  fs::remove(folder / "m--3.nii.gz");
+  Outcome const again = runTool(folder.path(), "labels.nrrd --each-label -o m.nii.gz");
+  EXPECT_EQ(again.exitCode, 4);
+  EXPECT_NE(again.err.find("m--2.nii.gz: exists"), std::string::npos) << again.err;
+  EXPECT_FALSE(fs::exists(folder / "m--3.nii.gz")) << "nothing is written when one can't be";
+}
+
+TEST(ToolMaps, MillimetresAreVoxelsTimesTheSpacing) {
+  TemporaryFolder const folder;
+  writeVolume(labelVolume(), folder / "labels.nrrd", false);
+  Volume const voxels = mapOf(folder.path(), "labels.nrrd"),
+               mm = mapOf(folder.path(), "labels.nrrd --units mm");
+  for (std::size_t k = 0; k < mapIn(mm).pages[0].data.size(); ++k) {
+    EXPECT_EQ(mapIn(mm).pages[0].data[k], mapIn(voxels).pages[0].data[k] * 0.5F);
+  }
+  Outcome const oblong = runTool(folder.path(), "labels.nrrd --units mm --plane xz -o a.mha");
+  EXPECT_EQ(oblong.exitCode, 3);
+  EXPECT_NE(oblong.err.find("0.5 × 2 mm in plane xz"), std::string::npos) << oblong.err;
+}
+
+TEST(ToolMaps, SlicesWithoutABoundaryHoldWhatWasChosen) {
+  TemporaryFolder const folder;
+  writeVolume(labelVolume(), folder / "labels.nrrd", false);
+  std::string const full = "labels.nrrd --above -9 ";
+  EXPECT_EQ(mapIn(mapOf(folder.path(), full))(1, 2, 3), -244.0F);
+  EXPECT_EQ(mapIn(mapOf(folder.path(), full + "--no-boundary constant --units mm"))(1, 2, 3), -244.0F);
+  EXPECT_EQ(mapIn(mapOf(folder.path(), full + "--no-boundary diagonal"))(1, 2, 3), -std::sqrt(244.0F));
+  EXPECT_TRUE(std::isnan(mapIn(mapOf(folder.path(), full + "--no-boundary nan"))(1, 2, 3)));
+  Outcome const warned = runTool(folder.path(), full + "--no-boundary nan -o a.mha");
+  EXPECT_NE(warned.err.find("fills everything; with no boundary to measure to, the map holds NaN throughout"),
+            std::string::npos)
+      << warned.err;
+}
+
+TEST(ToolMaps, AreTheSameOnEveryNumberOfThreads) {
+  TemporaryFolder const folder;
+  for (char const* plane : {"xy", "xz", "yz"}) {
+    for (char const* threads : {"1", "2", "5"}) {
+      std::string const arguments = std::string("--phantom --plane ") + plane + " --threads " + threads;
+      EXPECT_EQ(runTool(folder.path(), arguments + " --force -o " + threads + ".nii").exitCode, 0);
+    }
+    EXPECT_EQ(contentOf(folder / "1.nii"), contentOf(folder / "2.nii")) << plane;
+    EXPECT_EQ(contentOf(folder / "1.nii"), contentOf(folder / "5.nii")) << plane;
+  }
+}
+
+TEST(ToolMaps, GoThroughStandardStreams) {
+  TemporaryFolder const folder;
+  writeVolume(labelVolume(), folder / "labels.nrrd", false);
+  writeVolume(labelVolume(), folder / "labels.mha", false);
+  writeVolume(labelVolume(), folder / "labels.nii.gz", false);
+  Volume const expected = mapOf(folder.path(), "labels.nrrd");
+  for (char const* input : {"labels.nrrd", "labels.mha", "labels.nii.gz"}) {
+    Outcome const outcome = runTool(folder.path(), std::string("- -o - <") + input);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_NE(outcome.err.find("object: values > 0"), std::string::npos) << outcome.err;
+    writeContent(folder / "out.nrrd", outcome.out);
+    EXPECT_TRUE(equalVoxels(*readVolume(folder / "out.nrrd").voxels, *expected.voxels)) << input;
+  }
+  EXPECT_EQ(runTool(folder.path(), "labels.mha -o - >/dev/full").exitCode, 4);
+}
+
+TEST(ToolMaps, QuietIsSilent) {
+  TemporaryFolder const folder;
+  Outcome const outcome = runTool(folder.path(), "--phantom -q -o a.mha");
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_EQ(outcome.out + outcome.err, "");
+  Outcome const verbose = runTool(folder.path(), "--phantom -v -o b.mha --threads 2");
+  for (char const* part : {"compute ", " s on 2 threads", "memory: ", "64 of 64 slices at a time"}) {
+    EXPECT_NE(verbose.out.find(part), std::string::npos) << verbose.out;
   }
 }
 

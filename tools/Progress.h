@@ -1,0 +1,43 @@
+// How far a long computation has come, in one line that draws over itself.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+
+namespace lorb::tools {
+
+/// Shows slices done, rate and time left once the work has taken a second, ten times a second at most. The
+/// line is removed at the end of its life.
+class Progress {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Now = std::function<Clock::time_point()>;
+  using Show = std::function<void(std::string const&)>;  ///< takes text with control characters
+
+  /// Of a computation of `total` slices that begins now. Nothing is shown when `show` is empty.
+  Progress(std::uint64_t total, Show show, Now now = Clock::now);
+  ~Progress();
+  Progress(Progress const&) = delete;
+  Progress& operator=(Progress const&) = delete;
+
+  /// Counts slices. May be called from any thread.
+  void advance(std::uint64_t slices);
+
+ private:
+  std::string line(double seconds) const;
+
+  std::uint64_t total_, done_ = 0;
+  Show show_;
+  Now now_;
+  Clock::time_point begin_, shown_;
+  bool visible_ = false;
+  std::mutex mutex_;
+};
+
+/// Shows on standard error, if that is a terminal; empty otherwise.
+Progress::Show terminalShow();
+
+}  // namespace lorb::tools

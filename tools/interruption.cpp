@@ -1,0 +1,47 @@
+#include "tools/interruption.h"
+
+#include "tools/WorkFolder.h"
+#include "tools/errors.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <string_view>
+#include <thread>
+
+namespace lorb::tools {
+namespace {
+
+sigset_t interruptions() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (int const signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, signal);
+  return set;
+}
+
+/// Waits in a thread of its own, where it may do what a signal handler may not.
+[[noreturn]] void waitForInterruption(int errors) {
+  sigset_t const set = interruptions();
+  int signal = 0;
+  while (sigwait(&set, &signal) != 0) {
+  }
+  WorkFolder::removeAllForGood();
+  constexpr std::string_view line = "\r\x1b[Klorb-distance: interrupted\n";
+  constexpr std::size_t control = 4;  // characters that clear a bar of progress
+  std::size_t const skipped = isatty(errors) != 0 ? 0 : control;
+  [[maybe_unused]] auto const ignored = write(errors, line.data() + skipped, line.size() - skipped);
+  _exit(static_cast<int>(ExitCode::interrupted));
+}
+
+}  // namespace
+
+void endOnInterruption() {
+  sigset_t const set = interruptions();
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  // Standard error may be silenced when the signal comes.
+  int const errors = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+  std::thread(waitForInterruption, errors).detach();
+}
+
+}  // namespace lorb::tools

@@ -1,0 +1,11 @@
+// Ctrl-C and its likes: the program ends at once and leaves nothing behind.
+#pragma once
+
+namespace lorb::tools {
+
+/// From now on SIGINT, SIGTERM and SIGHUP remove all work folders, print one line on standard error and end
+/// the process with exit code 130, whatever its other threads are doing. To be called once, before any other
+/// thread is started.
+void endOnInterruption();
+
+}  // namespace lorb::tools

@@ -1,0 +1,66 @@
+// From volume to map: read, choose the object, compute and hand on, all at once or slab by slab.
+#pragma once
+
+#include "tools/MapWriter.h"
+#include "tools/VolumeSource.h"
+#include "tools/distanceMap.h"
+#include "tools/objectMask.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <set>
+#include <vector>
+
+namespace lorb::tools {
+
+/// Seconds spent on each part of the work.
+struct Phases {
+  double open = 0.0, read = 0.0, select = 0.0, compute = 0.0, write = 0.0;
+};
+
+/// A volume in slabs of neighbouring slices.
+class Slabs {
+ public:
+  /// `slices` at a time. With `keep`, the voxels read last stay in memory, for a volume that is needed again.
+  Slabs(VolumeSource& source, Plane plane, std::uint64_t slices, bool keep);
+
+  VolumeSource const& source() const { return source_; }
+  std::uint64_t count() const { return (slices_ + step_ - 1) / step_; }
+  std::uint64_t firstSlice(std::uint64_t slab) const { return slab * step_; }
+  Region region(std::uint64_t slab) const;
+
+  /// Element type of the slab read last; before, as the header has it.
+  TypeID type() const { return type_; }
+
+  /// Reads a slab, unless it is the one kept.
+  std::shared_ptr<ImageDataset const> read(std::uint64_t slab);
+
+ private:
+  VolumeSource& source_;
+  Plane plane_;
+  std::uint64_t slices_, step_;
+  bool keep_;
+  TypeID type_;
+  std::uint64_t keptSlab_ = 0;
+  std::shared_ptr<ImageDataset const> kept_;
+};
+
+/// What came out.
+struct MapSummary {
+  InsideCount count;
+  std::vector<SliceSummary> slices;
+};
+
+/// Gets to see each piece of the map, the slice that it begins with, and the volume there.
+using MapViewer = std::function<void(DistanceMap const& map, std::uint64_t firstSlice)>;
+
+/// Makes the map of an object and has it written, but not finished. Adds the seconds it takes to `phases`.
+/// Throws `InputError`, `OutputError`.
+MapSummary makeMap(Slabs& slabs, ObjectRule const& rule, MapSettings const& settings, MapWriter& writer,
+                   Phases& phases, SlicesDone const& done = {}, MapViewer const& view = {});
+
+/// The labels that the whole volume holds; see `collectLabels`.
+std::set<ExactNumber> labelsIn(Slabs& slabs, Phases& phases);
+
+}  // namespace lorb::tools

@@ -1,0 +1,29 @@
+// The one list of options: the command line is read by it, and --help, the manual page and the completion of
+// shells are printed from it.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace lorb::tools {
+
+struct OptionRow {
+  std::string_view group;     ///< heading that it stands under
+  std::string_view names;     ///< "-o,--output", the long one last
+  std::string_view argument;  ///< what follows it, "A B" for two words; empty for a flag
+  std::string_view help;      ///< one line
+  std::string_view more;      ///< what the manual page says beyond
+  std::string_view words;     ///< what shells complete: words, "<file>", or nothing
+  bool repeatable = false;
+};
+
+std::span<OptionRow const> optionTable();
+
+/// "--output" of "-o,--output"
+std::string longNameOf(OptionRow const& row);
+
+/// Words that follow the option.
+int argumentCount(OptionRow const& row);
+
+}  // namespace lorb::tools
