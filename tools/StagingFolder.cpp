@@ -13,7 +13,7 @@ namespace {
 /// A link stays a link: what it points to is replaced.
 fs::path behindLinks(fs::path const& target) {
   std::error_code ignored;
-  fs::path const resolved = fs::weakly_canonical(target, ignored);
+  fs::path const resolved = fs::weakly_canonical(fs::absolute(target), ignored);
   return resolved.empty() ? fs::absolute(target) : resolved;
 }
 

@@ -122,7 +122,7 @@ def check_several_volumes(tool, folder, affine):
     source, result = os.path.join(folder, "four.nii.gz"), os.path.join(folder, "one.nii")
     for kind in (numpy.int16, numpy.int64, numpy.float32):
         values = numpy.random.default_rng(6).integers(-3, 4, (7, 6, 5, 4)).astype(kind)
-        image = nibabel.Nifti1Image(values, affine)
+        image = nibabel.Nifti1Image(values, affine, dtype=kind)
         image.set_qform(affine, 1)
         image.set_sform(affine, 1)
         nibabel.save(image, source)

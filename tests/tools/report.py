@@ -1,0 +1,72 @@
+"""Checks the report of lorb-distance --json: usage report.py LORB-DISTANCE SCHEMA."""
+
+import json
+import os
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+import nibabel
+import numpy
+
+
+def main(tool, schema_path):
+    with open(schema_path) as file:
+        schema = json.load(file)
+    jsonschema.Draft202012Validator.check_schema(schema)
+    with tempfile.TemporaryDirectory() as folder:
+
+        def report(*arguments):
+            done = subprocess.run([tool, *arguments, "--json", "-", "--force"], check=True, capture_output=True,
+                                  text=True)
+            document = json.loads(done.stdout)
+            jsonschema.validate(document, schema)
+            return document
+
+        values = numpy.random.default_rng(8).integers(0, 4, (13, 11, 5)).astype(numpy.int16)
+        values[:, :, 3] = 0
+        source, result = (os.path.join(folder, name) for name in ("in.nii", "out.nii"))
+        nibabel.save(nibabel.Nifti1Image(values, numpy.diag([0.5, 0.5, 2.0, 1.0])), source)
+
+        document = report(source, "-o", result, "--units", "mm", "--threads", "1")
+        image = nibabel.load(result).get_fdata()
+        (only,) = document["maps"]
+        assert only["path"] == result and only["insideVoxels"] == (values > 0).sum(), only
+        assert only["allVoxels"] == values.size and only["label"] is None
+        for k, summary in enumerate(only["slices"]):
+            assert summary["slice"] == k
+            assert summary["minimum"] == image[:, :, k].min() and summary["maximum"] == image[:, :, k].max()
+            assert summary["hasBoundary"] == (k != 3)
+        assert document["settings"] == {"plane": "xy", "slice": None, "units": "mm", "voxelLength": 0.5,
+                                        "noBoundary": "constant", "threads": 1}
+        assert document["input"]["spacing"] == [0.5, 0.5, 2.0] and document["input"]["type"] == "Int16"
+        assert document["warnings"] == []
+        seconds = document["seconds"]
+        assert sum(v for k, v in seconds.items() if k != "total") <= seconds["total"] + 1e-6, seconds
+
+        document = report(source, "-o", result, "--each-label", "--no-boundary", "nan", "--slice", "3")
+        assert [m["label"] for m in document["maps"]] == [1, 2, 3]
+        for of_label in document["maps"]:
+            assert of_label["slices"] == [{"slice": 3, "minimum": None, "maximum": None, "hasBoundary": False}]
+        assert len(document["warnings"]) == 3 and "NaN in that slice" in document["warnings"][0]
+
+        # A report in a file is what is printed otherwise, and the lines for people then are where they belong.
+        path = os.path.join(folder, "report.json")
+        done = subprocess.run([tool, source, "-o", result, "--force", "--json", path], check=True,
+                              capture_output=True, text=True)
+        assert done.stdout.startswith("input:") and done.stderr == "", done
+        with open(path) as file:
+            jsonschema.validate(json.load(file), schema)
+        assert sorted(os.listdir(folder)) == ["in.nii", "out-1.nii", "out-2.nii", "out-3.nii", "out.nii",
+                                              "report.json"], os.listdir(folder)
+
+        # Numbers follow no locale.
+        environment = dict(os.environ, LC_ALL="de_DE.UTF-8")
+        done = subprocess.run([tool, source, "-o", result, "--force", "--json", "-"], check=True,
+                              capture_output=True, text=True, env=environment)
+        assert json.loads(done.stdout)["input"]["spacing"] == [0.5, 0.5, 2.0]
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
