@@ -167,6 +167,12 @@ std::optional<std::filesystem::path> inputOf(Words const& words) {
   return words.one("INPUT");
 }
 
+Options selfTestOptions() {
+  Options options;
+  options.selfTest = true;
+  return options;
+}
+
 void requireSense(Options const& options) {
   bool const mapOnOutput = isStandardStream(options.output);
   if (mapOnOutput && options.json && isStandardStream(*options.json)) {
@@ -175,12 +181,21 @@ void requireSense(Options const& options) {
   if (mapOnOutput && options.eachLabel) {
     throw UsageError("--each-label writes several maps, not to --output -; expected a file name");
   }
+  if (options.preview && options.preview->extension() != ".png") {
+    throw UsageError("--preview '" + options.preview->string() +
+                     "' is no picture; expected a name with .png");
+  }
+  if (options.previewOver && !options.preview) {
+    throw UsageError("--preview-over '" + options.previewOver->string() +
+                     "' needs --preview with a file name");
+  }
   if (options.quiet && options.verbose) {
     throw UsageError("--quiet and --verbose exclude each other; expected one of them");
   }
 }
 
 Options optionsOf(Words const& words) {
+  if (words.has("--self-test")) return selfTestOptions();
   if (!words.has("--output"))
     throw UsageError("--output is required; expected a file name, such as map.nii.gz");
   Options options;
@@ -194,6 +209,8 @@ Options optionsOf(Words const& words) {
   options.map = settingsOf(words);
   options.units =
       meaningOf<Units>(words, "--units", "units", {{"voxels", Units::voxels}, {"mm", Units::millimetres}});
+  if (words.has("--preview")) options.preview = words.one("--preview");
+  if (words.has("--preview-over")) options.previewOver = words.one("--preview-over");
   if (words.has("--json")) options.json = words.one("--json");
   if (words.has("--memory")) options.memory = memoryOf(words.one("--memory"));
   options.force = words.has("--force");

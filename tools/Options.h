@@ -23,8 +23,11 @@ struct Options {
   std::filesystem::path output;
   MapSettings map;  ///< but for the length of a voxel, which the input tells
   Units units = Units::voxels;
+  std::optional<std::filesystem::path> preview;      ///< picture to write
+  std::optional<std::filesystem::path> previewOver;  ///< grey image beneath; "input" for the input itself
   std::optional<std::filesystem::path> json;
   std::optional<std::uint64_t> memory;  ///< bytes
+  bool selfTest = false;                ///< nothing else is asked for
   bool force = false, quiet = false, verbose = false;
 };
 

@@ -65,6 +65,7 @@ void tellMap(std::ostream& out, MapReport const& map) {
   out << "object: " << ruleText(map.rule) << ": " << count.inside << " of " << count.all << " voxels ("
       << decimals(percentOf(count)) << " %)\n"
       << "map:    " << map.path.string() << "\n";
+  if (map.picture) out << "image:  " << map.picture->string() << "\n";
 }
 
 void tellEffort(std::ostream& out, Report const& report) {
@@ -93,6 +94,7 @@ json toJson(MapReport const& map) {
   }
   InsideCount const& count = map.summary.count;
   return {{"path", map.path.string()},
+          {"picture", map.picture ? json(map.picture->string()) : json(nullptr)},
           {"object", ruleText(map.rule)},
           {"label", map.label ? json(static_cast<double>(*map.label)) : json(nullptr)},
           {"insideVoxels", count.inside},

@@ -16,6 +16,7 @@ namespace lorb::tools {
 /// One map that was written.
 struct MapReport {
   std::filesystem::path path;
+  std::optional<std::filesystem::path> picture;
   std::optional<ExactNumber> label;  ///< of --each-label
   ObjectRule rule;
   MapSummary summary;

@@ -17,6 +17,7 @@ struct VolumeHeader {
   TypeID type = typeNone;  ///< `typeNone` when only reading the voxels tells
   Extents extents = {0, 0, 0};
   Geometry geometry;
+  bool inPatient = true;  ///< whether directions are those of a patient, and not of just any space
   std::optional<NiftiNotes> notes;
 };
 

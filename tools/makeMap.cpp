@@ -66,12 +66,12 @@ MapSummary makeMap(Slabs& slabs, ObjectRule const& rule, MapSettings const& sett
     auto voxels = slabs.read(slab);
     phases.read += watch.lap();
     std::optional<Mask> mask = objectMask(*voxels, rule);
-    voxels.reset();
+    if (!view) voxels.reset();
     phases.select += watch.lap();
     DistanceMap map = mapOfSlab(*mask, slabs.firstSlice(slab), settings, summary, done);
     mask.reset();
     phases.compute += watch.lap();
-    if (view) view(map, slabs.firstSlice(slab));
+    if (view) view(map, slab, *voxels);
     writer.write(std::move(map), slabs.region(slab));
     phases.write += watch.lap();
   }

@@ -52,8 +52,8 @@ struct MapSummary {
   std::vector<SliceSummary> slices;
 };
 
-/// Gets to see each piece of the map, the slice that it begins with, and the volume there.
-using MapViewer = std::function<void(DistanceMap const& map, std::uint64_t firstSlice)>;
+/// Gets to see each piece of the map, the slab that it is, and the volume there.
+using MapViewer = std::function<void(DistanceMap const& map, std::uint64_t slab, ImageDataset const& volume)>;
 
 /// Makes the map of an object and has it written, but not finished. Adds the seconds it takes to `phases`.
 /// Throws `InputError`, `OutputError`.

@@ -34,6 +34,13 @@ constexpr OptionRow rows[] = {
      "constant, the default, is the square of the diagonal of the slice in voxels, whatever the units; "
      "diagonal is the length of it. Both are positive outside and negative inside.",
      "constant diagonal nan", false},
+    {map, "--preview", "FILE", "picture of the map to write, a .png",
+     "A montage of slices, with the boundary as a black line. Slices are spaced among those that have a "
+     "boundary, "
+     "or slab by slab among all.",
+     "<file>", false},
+    {map, "--preview-over", "G", "grey image beneath: input, or a file of the same size", "", "<file>",
+     false},
     {map, "--json", "FILE", "report for programs; - is standard output", "", "<file>", false},
 
     {run, "--threads", "N", "threads to compute on (default: one per processor)",
@@ -43,6 +50,8 @@ constexpr OptionRow rows[] = {
      "and "
      "MetaImage is written slab by slab.",
      "", false},
+    {run, "--self-test", "", "compare the library with brute force on this machine",
+     "Every instruction set that the processor has is tested.", "", false},
     {run, "--force", "", "replace what exists", "", "", false},
     {run, "-q,--quiet", "", "print warnings and errors alone", "", "", false},
     {run, "-v,--verbose", "", "print timings and memory as well", "", "", false},

@@ -1,7 +1,6 @@
 #include "tools/preview.h"
 
 #include "tools/StagingFolder.h"
-#include "tools/errors.h"
 #include "tools/previewPicture.h"
 
 #include <algorithm>
@@ -138,13 +137,7 @@ void drawPreview(DistanceMap const& map, ImageDataset const* grey, PreviewSettin
 }
 
 void writePicture(std::string const& png, std::filesystem::path const& path) {
-  StagingFolder const folder(path);
-  std::filesystem::path const file = folder.path() / "preview.png";
-  std::ofstream stream(file, std::ios::binary);
-  stream << png;
-  stream.close();
-  if (!stream) throw OutputError("preview " + path.string() + ": can't be written; is the disk full?");
-  folder.moveToTarget(file);
+  replaceFile(path, png);
 }
 
 }  // namespace lorb::tools

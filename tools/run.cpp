@@ -1,5 +1,6 @@
 #include "tools/run.h"
 
+#include "tools/MapPicture.h"
 #include "tools/MapWriter.h"
 #include "tools/Progress.h"
 #include "tools/Report.h"
@@ -9,6 +10,7 @@
 #include "tools/makeMap.h"
 #include "tools/memory.h"
 #include "tools/phantom.h"
+#include "tools/selfTest.h"
 #include "tools/slabPlan.h"
 #include "tools/standardStreams.h"
 
@@ -30,6 +32,7 @@ class PhantomSource : public VolumeSource {
     header_.type = phantom_.voxels->type_id();
     header_.extents = extentsOf(*phantom_.voxels);
     header_.geometry = phantom_.geometry;
+    header_.inPatient = false;
   }
   VolumeHeader const& header() const override { return header_; }
   bool readsParts() const override { return false; }
@@ -67,15 +70,16 @@ double voxelLength(Options const& options, VolumeHeader const& header) {
 
 /// "map-77.nii.gz"
 fs::path withLabel(fs::path const& path, ExactNumber label) {
-  std::string const extension = extensionOf(path), name = path.filename().string();
+  std::string const known = extensionOf(path), extension = known.empty() ? path.extension().string() : known;
+  std::string const name = path.filename().string();
   return path.parent_path() /
          (name.substr(0, name.size() - extension.size()) + "-" + numberText(label) + extension);
 }
 
 /// Slices to work on at a time: all, when memory allows.
-std::uint64_t slicesAtATime(Options const& options, VolumeSource const& source) {
+std::uint64_t slicesAtATime(Options const& options, VolumeSource const& source, std::uint64_t more) {
   SliceShape const shape = sliceShape(source.header().extents, options.map.choice.plane);
-  MemoryNeed const need = memoryNeed(source, options.map, 0);
+  MemoryNeed const need = memoryNeed(source, options.map, more);
   std::uint64_t const budget = options.memory.value_or(availableMemory() / 10 * 9);
   if (need.whole <= budget) return shape.count;
   std::uint64_t const slices = slicesWithin(budget, need);
@@ -108,7 +112,8 @@ class Run {
     report_.header = source->header();
     options_.map.voxelLength = voxelLength(options_, report_.header);
     requireComputableSlices();
-    report_.slicesAtATime = slicesAtATime(options_, *source);
+    MapPicture picture(options_, *source);
+    report_.slicesAtATime = slicesAtATime(options_, *source, picture.bytesPerVoxel());
     report_.phases.open = watch.lap();
 
     Slabs slabs(*source, options_.map.choice.plane, report_.slicesAtATime, options_.eachLabel);
@@ -116,7 +121,7 @@ class Run {
     std::uint64_t const slices =
         options_.map.choice.slice ? 1 : sliceShape(report_.header.extents, options_.map.choice.plane).count;
     Progress progress(slices * report_.maps.size(), options_.quiet ? Progress::Show() : terminalShow());
-    for (MapReport& map : report_.maps) make(map, slabs, progress);
+    for (MapReport& map : report_.maps) make(map, slabs, progress, picture);
     report_.totalSeconds = total.lap();
   }
 
@@ -129,10 +134,13 @@ class Run {
   void requireTargets() const {
     if (!options_.eachLabel) requireTarget(options_.output, options_.force, options_.input);
     if (options_.eachLabel) requireTarget(options_.output, true);  // its name alone; the maps have others
+    if (options_.preview && !options_.eachLabel) requirePicture(*options_.preview);
     if (options_.json && !isStandardStream(*options_.json)) {
       requireFileTarget(*options_.json, options_.force, options_.input);
     }
   }
+
+  void requirePicture(fs::path const& path) const { requireFileTarget(path, options_.force, options_.input); }
 
   void requireComputableSlices() const try {
     requireComputable(report_.header.extents, options_.map.choice);
@@ -142,7 +150,7 @@ class Run {
 
   void listMaps(Slabs& slabs) {
     if (!options_.eachLabel) {
-      report_.maps.push_back({options_.output, std::nullopt, options_.rule, {}});
+      report_.maps.push_back({options_.output, options_.preview, std::nullopt, options_.rule, {}});
       return;
     }
     for (ExactNumber const label : labels(slabs)) {
@@ -150,7 +158,12 @@ class Run {
       rule.values = {label};
       fs::path const path = withLabel(options_.output, label);
       requireTarget(path, options_.force, options_.input);
-      report_.maps.push_back({path, label, rule, {}});
+      std::optional<fs::path> picture;
+      if (options_.preview) {
+        picture = withLabel(*options_.preview, label);
+        requirePicture(*picture);
+      }
+      report_.maps.push_back({path, picture, label, rule, {}});
     }
   }
 
@@ -162,11 +175,13 @@ class Run {
     throw InputError(nameOfInput(options_) + ": " + error.what());
   }
 
-  void make(MapReport& map, Slabs& slabs, Progress& progress) {
+  void make(MapReport& map, Slabs& slabs, Progress& progress, MapPicture& picture) {
     MapWriter writer(map.path, options_.force, report_.header, slabs.count() > 1);
-    map.summary = makeMap(slabs, map.rule, options_.map, writer, report_.phases,
-                          [&](std::uint64_t slices) { progress.advance(slices); });
+    map.summary = makeMap(
+        slabs, map.rule, options_.map, writer, report_.phases,
+        [&](std::uint64_t slices) { progress.advance(slices); }, picture.viewer(slabs));
     writer.finish();
+    if (map.picture) writePicture(picture.png(), *map.picture);
     report_.header.type = slabs.type();
     if (auto const emptiness = emptinessOf(map, report_)) warn(*emptiness);
   }
@@ -187,9 +202,16 @@ void writeJson(Report const& report, std::ostream& out) {
   replaceFile(*target, jsonText(report));
 }
 
+void runSelfTest(std::ostream& report) {
+  SelfTestResult const result = selfTest();
+  tell(report, result);
+  if (!result.agrees()) throw Error(ExitCode::internal, "the library disagrees with brute force, see above");
+}
+
 }  // namespace
 
 void run(Options const& options, std::ostream& report, std::ostream& warnings) {
+  if (options.selfTest) return runSelfTest(report);
   Run run(options, warnings);
   run.makeMaps();
   writeJson(run.report(), report);

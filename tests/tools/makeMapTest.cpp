@@ -19,7 +19,9 @@ using Transform = EuclideanDistanceTransform2D;
 class CountedSource : public VolumeSource {
  public:
   CountedSource() : volume_(sampleVolume(typeInt16, {11, 9, 10})) {
-    header_ = {typeInt16, extentsOf(*volume_.voxels), volume_.geometry, std::nullopt};
+    header_.type = typeInt16;
+    header_.extents = extentsOf(*volume_.voxels);
+    header_.geometry = volume_.geometry;
   }
   VolumeHeader const& header() const override { return header_; }
   bool readsParts() const override { return true; }

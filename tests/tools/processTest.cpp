@@ -46,6 +46,7 @@ class Tool : public testing::Test {
     writeContent(folder / "notes.txt", "no volume");
     writeContent(folder / "letter.nrrd", "Dear all");
     writeContent(folder / "old.mha", "an older map");
+    writeContent(folder / "old.png", "an older picture");
     writeContent(
         folder / "four.mha",
         "ObjectType = Image\nNDims = 4\nBinaryData = True\nDimSize = 2 2 2 2\nElementType = MET_UCHAR\n"
@@ -118,6 +119,12 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"NoMemory", "good.nii.gz -o a.mha --memory lots", 2, "--memory 'lots' is no size"},
         BadCase{"LittleMemory", "good.nii.gz -o a.mha --memory 10M", 5, "slab by slab"},
         BadCase{"QuietAndVerbose", "good.nii.gz -o a.mha -q -v", 2, "exclude each other"},
+        BadCase{"PreviewOfOtherName", "good.nii.gz -o a.mha --preview a.jpg", 2, "'a.jpg' is no picture"},
+        BadCase{"PreviewOverWithoutPreview", "good.nii.gz -o a.mha --preview-over input", 2,
+                "needs --preview"},
+        BadCase{"PreviewOverOtherSize", "good.nii.gz -o a.mha --preview a.png --preview-over zeros.mha", 3,
+                "zeros.mha: has 1 × 1 × 3 voxels; expected those of the map, 20 × 18 × 6"},
+        BadCase{"ExistingPreview", "good.nii.gz -o a.mha --preview old.png", 4, "old.png: exists"},
         BadCase{"TwoOutputs", "good.nii.gz -o - --json -", 2, "share standard output"},
         BadCase{"ExistingReport", "good.nii.gz -o a.mha --json notes.txt", 4, "notes.txt: exists"},
         BadCase{"ReportIsInput", "good.nii.gz -o a.mha --json good.nii.gz --force", 4, "is the input"},
@@ -380,6 +387,101 @@ TEST(ToolMaps, GoThroughStandardStreams) {
     EXPECT_TRUE(equalVoxels(*readVolume(folder / "out.nrrd").voxels, *expected.voxels)) << input;
   }
   EXPECT_EQ(runTool(folder.path(), "labels.mha -o - >/dev/full").exitCode, 4);
+}
+
+TEST(ToolMaps, ArePicturedOnDemand) {
+  TemporaryFolder const folder;
+  writeVolume(labelVolume(), folder / "labels.nrrd", false);
+  std::string const png = "\x89PNG\r\n";
+  EXPECT_EQ(runTool(folder.path(), "labels.nrrd -o a.mha --preview a.png").exitCode, 0);
+  EXPECT_EQ(runTool(folder.path(), "labels.nrrd -o b.mha --preview b.png").exitCode, 0);
+  EXPECT_TRUE(contentOf(folder / "a.png").starts_with(png));
+  EXPECT_EQ(contentOf(folder / "a.png"), contentOf(folder / "b.png"));
+  EXPECT_EQ(runTool(folder.path(), "labels.nrrd -o c.mha --preview c.png --preview-over input").exitCode, 0);
+  EXPECT_EQ(
+      runTool(folder.path(), "labels.nrrd -o d.mha --preview d.png --preview-over labels.nrrd --units mm")
+          .exitCode,
+      0);
+  EXPECT_NE(contentOf(folder / "a.png"), contentOf(folder / "c.png"));
+  EXPECT_NE(contentOf(folder / "d.png"), contentOf(folder / "c.png")) << "by the unit";
+  EXPECT_EQ(runTool(folder.path(), "labels.nrrd -o m.mha --each-label --preview m.png").exitCode, 0);
+  EXPECT_TRUE(contentOf(folder / "m-2.png").starts_with(png));
+  EXPECT_TRUE(contentOf(folder / "m--3.png").starts_with(png));
+}
+
+TEST(ToolMaps, LibraryIsTestedOnDemand) {
+  TemporaryFolder const folder;
+  Outcome const outcome = runTool(folder.path(), "--self-test");
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_NE(outcome.out.find("SCALAR: "), std::string::npos) << outcome.out;
+  EXPECT_TRUE(outcome.out.ends_with("self-test passed\n")) << outcome.out;
+}
+
+/// A volume that is not taken in at once with little memory, and is made in an instant.
+void writeLargeVolume(fs::path const& path) {
+  std::string const size = "200 200 400";
+  writeContent(path, "ObjectType = Image\nNDims = 3\nBinaryData = True\nDimSize = " + size +
+                         "\nElementSpacing = 0.5 0.5 2\nElementType = MET_UCHAR\nElementDataFile = LOCAL\n");
+  std::ofstream file(path, std::ios::binary | std::ios::app);
+  std::string slice(200 * 200, '\0');
+  for (int z = 0; z < 400; ++z) {
+    slice[static_cast<std::size_t>(z * 7919 % 40000)] = 1;
+    file << slice;
+  }
+}
+
+TEST(ToolMaps, FitIntoLittleMemory) {
+  TemporaryFolder const folder;
+  writeLargeVolume(folder / "large.mha");
+  for (char const* plane : {"xy", "xz", "yz"}) {
+    std::string const arguments = std::string("large.mha --force -v --threads 2 --plane ") + plane;
+    Outcome const whole = runTool(folder.path(), arguments + " -o whole.nii --memory 2G");
+    Outcome const slabs = runTool(
+        folder.path(), arguments + " -o slabs.mha --memory 150M --json slabs.json --preview slabs.png");
+    EXPECT_EQ(whole.exitCode, 0) << whole.err;
+    EXPECT_EQ(slabs.exitCode, 0) << slabs.err;
+    EXPECT_EQ(slabs.out.find(" of 400 slices at a time") != std::string::npos, std::string(plane) == "xy");
+    EXPECT_EQ(slabs.out.find("400 of 400"), std::string::npos) << slabs.out;
+    EXPECT_EQ(slabs.out.find("200 of 200"), std::string::npos) << slabs.out;
+    EXPECT_TRUE(
+        equalVoxels(*readVolume(folder / "slabs.mha").voxels, *readVolume(folder / "whole.nii").voxels))
+        << plane;
+    std::string const report = contentOf(folder / "slabs.json");
+    auto const peak = std::stoull(report.substr(report.find("\"peakBytes\": ") + 13));
+    // Sanitizers keep what is freed.
+#if !defined(__SANITIZE_ADDRESS__)
+    EXPECT_LT(peak, 150U << 20) << plane;
+#endif
+    EXPECT_GT(peak, 1U << 20);
+  }
+  Outcome const refused = runTool(folder.path(), "large.mha -o a.nii --memory 150M");
+  EXPECT_EQ(refused.exitCode, 5);
+  EXPECT_NE(refused.err.find("large.mha: its map takes about "), std::string::npos) << refused.err;
+  EXPECT_NE(refused.err.find("and there are 150 MiB; expected more, or slab by slab an uncompressed"),
+            std::string::npos)
+      << refused.err;
+  EXPECT_EQ(runTool(folder.path(), "large.mha -o a.mha --memory 20M").exitCode, 5);
+}
+
+TEST(ToolMaps, LeaveTheOlderFileOnAFullDisk) {
+  if (std::system("unshare -m true 2>/dev/null") != 0) GTEST_SKIP() << "may not mount";
+  TemporaryFolder const folder;
+  fs::create_directory(folder / "small");
+  std::string const mount = "mount -t tmpfs -o size=256k none small && echo older >small/old.mha";
+  std::string const look = "; ls -A small; cat small/old.mha";
+  for (std::string const& arguments : {std::string("--phantom"), std::string("large.mha --memory 150M")}) {
+    writeLargeVolume(folder / "large.mha");
+    std::string const command =
+        mount + "; '" LORB_DISTANCE "' " + arguments + " -o small/old.mha --force 2>&1; echo \\$?" + look;
+    std::string const out = (folder / "out").string();
+    EXPECT_EQ(
+        std::system(
+            ("cd '" + folder.path().string() + "' && unshare -m sh -c \"" + command + "\" >" + out).c_str()),
+        0);
+    std::string const seen = contentOf(out);
+    EXPECT_TRUE(seen.starts_with("lorb-distance: output small/old.mha: ")) << seen;
+    EXPECT_TRUE(seen.ends_with("\n4\nold.mha\nolder\n")) << seen;
+  }
 }
 
 TEST(ToolMaps, QuietIsSilent) {
