@@ -1,0 +1,87 @@
+"""Runs lorb-distance on real files of other packages: each opens, or is refused for the reason that is stated here.
+
+Usage: realInputs.py LORB-DISTANCE. Packages that are not installed are passed over.
+"""
+
+import glob
+import os
+import subprocess
+import sys
+import tempfile
+
+PYTHON = "/usr/lib/python3/dist-packages"
+# Folder, what is taken of it, and what is said of each file that is refused; None opens.
+FOLDERS = {
+    "/usr/share/mricron/templates": ("*.nii.gz", {}),
+    f"{PYTHON}/nibabel/tests/data": ("*.nii*", {
+        "example4d.nii.gz": "holds 2 volumes; expected --volume K, K one of 0 to 1",
+        "functional.nii": "holds 20 volumes; expected --volume K, K one of 0 to 19",
+        "example_nifti2.nii.gz": "is no NIfTI file, or a damaged one",
+        "row_major.dconn.nii": "is no NIfTI file, or a damaged one",
+    }),
+}
+
+# Each DICOM file alone in a folder, since many share the number of a series; by the beginning of their names.
+DICOM = f"{PYTHON}/pydicom/data/test_files"
+DICOM_REFUSED = {
+    "holds 3 values a voxel; expected 1": ("ExplVR_BigEnd.", "GDCMJ2K_TextGBR", "SC_"),
+    "is no DICOM image, or a damaged one": (
+        "ExplVR_BigEndNoMeta", "ExplVR_LitEndNoMeta", "UN_sequence", "empty_charset_LEI", "meta_missing_tsyntax",
+        "nested_priv_SQ", "no_meta", "priv_SQ", "reportsi", "rtplan", "rtstruct", "test-SR", "waveform_ecg"),
+    "is incomplete: its pixel data are cut": ("MR_truncated",),
+    "is damaged or incomplete: Failed to change to Implicit": ("JPEG2000-embedded-sequence-delimiter",),
+    # ITK's reader looks for distances between frames where there is one frame, and ends the process.
+    "is damaged: its reader fails on it altogether": (
+        "rtdose_1frame", "rtdose_expb_1frame", "rtdose_rle_1frame"),
+}
+
+
+def expected_of(name):
+    for reason, beginnings in DICOM_REFUSED.items():
+        if name.startswith(beginnings):
+            return reason
+    return None
+
+
+def outcome(tool, path, result):
+    done = subprocess.run([tool, path, "-o", result, "--force"], capture_output=True, text=True)
+    complaint = [line for line in done.stderr.splitlines() if " warning: " not in line]
+    assert done.returncode in (0, 3), (path, done.returncode, done.stderr)
+    assert len(complaint) == (done.returncode != 0), (path, done.stderr)
+    return complaint[0] if complaint else None
+
+
+def check(path, complaint, expected):
+    if expected is None:
+        assert complaint is None, f"{path} was refused: {complaint}"
+    else:
+        assert complaint is not None and expected in complaint, f"{path}: {complaint}, expected: {expected}"
+
+
+def main(tool):
+    count = 0
+    with tempfile.TemporaryDirectory() as folder:
+        result = os.path.join(folder, "map.mha")
+        for source, (pattern, refused) in FOLDERS.items():
+            for path in sorted(glob.glob(os.path.join(source, pattern))):
+                check(path, outcome(tool, path, result), refused.get(os.path.basename(path)))
+                count += 1
+        alone = os.path.join(folder, "alone")
+        os.mkdir(alone)
+        for path in sorted(glob.glob(f"{DICOM}/*.dcm")):
+            copy = os.path.join(alone, os.path.basename(path))
+            with open(path, "rb") as original, open(copy, "wb") as file:
+                file.write(original.read())
+            complaint = outcome(tool, copy, result)
+            os.remove(copy)
+            check(path, complaint, expected_of(os.path.basename(path)))
+            count += 1
+        # The whole heap at once: one series is taken or refused, and the others are named.
+        if os.path.isdir(DICOM):
+            outcome(tool, DICOM, result)
+            count += 1
+    print(f"{count} inputs")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
