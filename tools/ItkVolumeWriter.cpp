@@ -58,12 +58,33 @@ void writeWithItk(Volume const& volume, fs::path const& path, FileFormat format,
   write(*io, dataOf(*volume.voxels), wholeRegion(extents), path);
 }
 
+/// ITK makes the affine matrix from the quaternion, which costs it bits.
+void setExactMatrix(Geometry const& geometry, fs::path const& plain) {
+  auto notes = niftiNotes(plain);
+  if (!notes) throw OutputError("its header was not written; is the disk full?");
+  constexpr std::size_t matrix = 6;  // where its rows begin among the placements
+  Vector3 const origin = geometry.firstVoxel();
+  for (std::size_t row = 0; row < 3; ++row) {
+    double const sign = row < 2 ? -1.0 : 1.0;  // from left and posterior to right and anterior
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      notes->placements[matrix + 4 * row + axis] =
+          static_cast<float>(sign * geometry.direction[row][axis] * geometry.spacing[axis]);
+    }
+    notes->placements[matrix + 4 * row + 3] = static_cast<float>(sign * origin[row]);
+  }
+  setNiftiNotes(plain, *notes);
+}
+
 /// What ITK leaves out is filled in before compression.
 void writeNifti(Volume const& volume, fs::path const& path) {
   bool const compressed = path.extension() == ".gz";
   fs::path const plain = compressed ? fs::path(path).replace_extension() : path;
   writeWithItk(volume, plain, FileFormat::nifti, false);
-  if (volume.notes) setNiftiNotes(plain, *volume.notes);
+  if (volume.notes) {
+    setNiftiNotes(plain, *volume.notes);
+  } else {
+    setExactMatrix(volume.geometry, plain);
+  }
   if (!compressed) return;
   gzip(plain, path);
   fs::remove(plain);

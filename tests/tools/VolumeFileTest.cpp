@@ -3,6 +3,7 @@
 #include "TemporaryFolder.h"
 #include "sampleVolumes.h"
 #include "tools/errors.h"
+#include "tools/niftiHeader.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
@@ -304,6 +305,40 @@ TEST(VolumeFileContent, DetachedCompressedDataIsChecked) {
   }
   fs::remove(folder / "a.raw.gz");
   EXPECT_TRUE(says(complaintOf(folder / "a.nhdr"), "a.raw.gz"));
+}
+
+TEST_P(VolumeFile, KeepsItsPlaceToTheLastBitWhereTheFormatDoes) {
+  auto const format = formatOf(file());
+  Volume volume = sample(typeFloat);
+  if (format != FileFormat::tiff) {
+    volume.geometry.origin = {0.1, -100.0 / 3.0, 1e-3};
+    volume.geometry.spacing = {0.7, 1.0 / 3.0, 2.1};
+  }
+  writeVolume(volume, file(), false);
+  Geometry const read = readVolume(file()).geometry;
+  if (format == FileFormat::nifti) {  // single precision, and axes that run to the right and anterior
+    auto const notes = niftiNotes(file());
+    ASSERT_TRUE(notes);
+    for (std::size_t row = 0; row < 3; ++row) {
+      double const sign = row < 2 ? -1.0 : 1.0;
+      std::size_t const first = 6 + 4 * row;
+      for (std::size_t axis = 0; axis < 3; ++axis) {
+        double const step = sign * volume.geometry.direction[row][axis] * volume.geometry.spacing[axis];
+        EXPECT_EQ(notes->placements[first + axis], static_cast<float>(step));
+      }
+      EXPECT_EQ(notes->placements[first + 3], static_cast<float>(sign * volume.geometry.origin[row]));
+    }
+  } else {
+    // NRRD stores directions times spacing, TIFF voxels per centimetre in single precision.
+    double const allowed = format == FileFormat::nrrd ? 3e-16 : format == FileFormat::tiff ? 1e-7 : 0.0;
+    EXPECT_EQ(read.origin, volume.geometry.origin);
+    for (std::size_t a = 0; a < 3; ++a) {
+      EXPECT_NEAR(read.spacing[a], volume.geometry.spacing[a], allowed);
+      for (std::size_t b = 0; b < 3; ++b) {
+        EXPECT_NEAR(read.direction[a][b], volume.geometry.direction[a][b], allowed);
+      }
+    }
+  }
 }
 
 TEST_P(VolumeFile, KeepsWhatIsNotFinite) {
