@@ -2,8 +2,6 @@
 
 #include <lorb/dataset/bitRows.h>
 
-// One set fewer, for SSE4 does the same.
-#define HWY_DISABLED_TARGETS HWY_SSSE3
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "lorb/dataset/bitRows.cpp"
 #include <hwy/foreach_target.h>  // compiles this file once per instruction set

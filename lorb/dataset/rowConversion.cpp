@@ -4,9 +4,6 @@
 #include <lorb/dataset/convert.h>
 #include <lorb/dataset/rowConversion.h>
 
-// Few sets, for there are many loops. SSE4 is the first to compare 64-bit numbers, without which most loops
-// from floating to integer types stay scalar.
-#define HWY_DISABLED_TARGETS HWY_SSSE3
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "lorb/dataset/rowConversion.cpp"
 #include <hwy/foreach_target.h>  // compiles this file once per instruction set
