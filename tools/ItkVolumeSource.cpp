@@ -71,7 +71,7 @@ class ItkVolumeSource : public VolumeSource {
     header_.extents = extentsIn(*io_, path_);
     header_.type = typeOf(io_->GetComponentType());
     header_.geometry = geometryIn(*io_);
-    header_.inPatient = format != FileFormat::vtk && format != FileFormat::tiff;
+    header_.inPatient = format != FileFormat::vtk;
     if (format == FileFormat::vtk) completePlace(header_.geometry, path_);
     requirePlace(header_.geometry, path_);
     if (format == FileFormat::nifti) {

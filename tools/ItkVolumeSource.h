@@ -1,4 +1,4 @@
-// NIfTI, MetaImage, NRRD, legacy VTK, TIFF and single DICOM files, through ITK.
+// NIfTI, MetaImage, NRRD, legacy VTK and single DICOM files, through ITK.
 #pragma once
 
 #include "tools/FileFormat.h"

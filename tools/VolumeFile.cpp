@@ -4,6 +4,7 @@
 #include "tools/ItkVolumeSource.h"
 #include "tools/ItkVolumeWriter.h"
 #include "tools/StagingFolder.h"
+#include "tools/TiffVolumeSource.h"
 #include "tools/errors.h"
 #include "tools/standardStreams.h"
 #ifdef LORB_TOOLS_WITH_VTI
@@ -84,6 +85,7 @@ std::unique_ptr<VolumeSource> openVolume(fs::path const& path, InputChoice const
 #ifdef LORB_TOOLS_WITH_VTI
   if (format == FileFormat::vti) return openVtiVolume(path);
 #endif
+  if (format == FileFormat::tiff) return openTiffVolume(path);
   return openItkVolume(path, format, choice);
 }
 

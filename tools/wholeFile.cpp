@@ -4,7 +4,6 @@
 #include "tools/errors.h"
 #include "tools/imageHeader.h"
 #include "tools/parseNumber.h"
-#include "tools/tiffFile.h"
 
 #include <itkMetaDataObject.h>
 
@@ -93,8 +92,6 @@ void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileForm
       if (io.GetFileType() == itk::IOFileEnum::ASCII) return requireText(path, voxels);
       return requireBytes(vtkData(path), bytes, path);
     case FileFormat::tiff:
-      if (auto const complaint = complaintAboutTiff(path)) refuseInput(path, *complaint);
-      return;
     case FileFormat::dicom:
     case FileFormat::vti:
       return;  // their readers notice

@@ -287,6 +287,64 @@ TEST(VolumeFileContent, DataMayLieInASecondFile) {
       '8');
 }
 
+/// One row of the given kind in little-endian order.
+std::string tiffFile(unsigned width, unsigned bits, unsigned format, unsigned samples,
+                     std::string const& data, std::size_t kept, unsigned compression = 1) {
+  constexpr unsigned tagCount = 9, headBytes = 8, behindTags = headBytes + 2 + tagCount * 12 + 4;
+  unsigned const tags[tagCount][2] = {
+      {256, width}, {257, 1},          {258, bits},    {259, compression},
+      {262, 1},     {273, behindTags}, {277, samples}, {279, unsigned(data.size())},
+      {339, format}};
+  std::string file("II*\0\x08\0\0\0", headBytes);
+  auto const add = [&](unsigned value, unsigned bytes) {
+    for (unsigned k = 0; k < bytes; ++k) file += static_cast<char>(value >> 8 * k & 0xff);
+  };
+  add(tagCount, 2);
+  for (auto const& [tag, value] : tags) {
+    bool const isShort = tag == 258 || tag == 259 || tag == 262 || tag == 277 || tag == 339;
+    add(tag, 2);
+    add(isShort ? 3 : 4, 2);
+    add(1, 4);
+    add(value, 4);
+  }
+  add(0, 4);
+  return file + data.substr(0, kept);
+}
+
+TEST(TiffFile, HoldsNumbersOfEveryKindThatIsRead) {
+  TemporaryFolder const folder;
+  struct Kind {
+    unsigned bits, format;
+    TypeID type;
+  };
+  for (Kind const& kind :
+       {Kind{8, 1, typeUInt8}, Kind{8, 2, typeInt8}, Kind{16, 1, typeUInt16}, Kind{16, 2, typeInt16},
+        Kind{32, 1, typeUInt32}, Kind{32, 2, typeInt32}, Kind{64, 1, typeUInt64}, Kind{64, 2, typeInt64},
+        Kind{32, 3, typeFloat}, Kind{64, 3, typeDouble}}) {
+    std::string const data = countingBytes(int(3 * kind.bits / 8));
+    writeContent(folder / "a.tif", tiffFile(3, kind.bits, kind.format, 1, data, data.size()));
+    Volume const volume = readVolume(folder / "a.tif");
+    ASSERT_EQ(volume.voxels->type_id(), kind.type);
+    EXPECT_EQ(std::string(static_cast<char const*>(dataOf(*volume.voxels)), data.size()), data);
+    writeContent(folder / "a.tif", tiffFile(3, kind.bits, kind.format, 1, data, data.size() - 1));
+    EXPECT_TRUE(says(complaintOf(folder / "a.tif"), "is incomplete: page 0 is cut"));
+  }
+}
+
+TEST(TiffFile, RefusesWhatIsNoVolumeOfNumbers) {
+  TemporaryFolder const folder;
+  auto const complaint = [&](std::string const& content) {
+    writeContent(folder / "a.tif", content);
+    return complaintOf(folder / "a.tif");
+  };
+  std::string const data = countingBytes(24);
+  EXPECT_TRUE(says(complaint(tiffFile(3, 8, 1, 3, data, 24)), "holds 3 values a voxel; expected 1"));
+  EXPECT_TRUE(says(complaint(tiffFile(3, 1, 1, 1, data, 24)), "holds values of 1 bits; expected"));
+  EXPECT_TRUE(says(complaint(tiffFile(3, 16, 6, 1, data, 24)), "holds values of 16 bits; expected"));
+  EXPECT_TRUE(says(complaint(tiffFile(2000000000, 8, 1, 1, data, 24)), "impossible size"));
+  EXPECT_TRUE(says(complaint(tiffFile(1000000000, 8, 1, 1, data, 24, 32773)), "can't hold a page"));
+}
+
 TEST(VolumeFileContent, DetachedCompressedDataIsChecked) {
   TemporaryFolder const folder;
   std::ostringstream header;
