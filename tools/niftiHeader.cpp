@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <fstream>
+#include <span>
 #include <vector>
 
 namespace lorb::tools {
@@ -81,6 +83,25 @@ std::optional<NiftiNotes> niftiNotes(std::filesystem::path const& path) {
   notes.description = textAt(header, Offset::description, descriptionBytes);
   notes.auxiliaryFile = textAt(header, Offset::auxiliaryFile, auxiliaryFileBytes);
   return notes;
+}
+
+std::optional<std::string> complaintAboutNifti(std::filesystem::path const& path) {
+  auto const notes = niftiNotes(path);
+  if (!notes) return "is shorter than a NIfTI header";
+  auto const finite = [](float number) { return std::isfinite(number); };
+  constexpr std::size_t quaternion = 6;  // numbers of it and its offset, before those of the matrix
+  std::span<float const> const placements(notes->placements);
+  if (!std::all_of(notes->voxelSize.begin() + 1, notes->voxelSize.end(), finite)) {
+    return "has spacing " + toText(Vector3{notes->voxelSize[1], notes->voxelSize[2], notes->voxelSize[3]}) +
+           "; expected finite numbers above 0";
+  }
+  bool const placedByQuaternion = notes->qformCode > 0, placedByMatrix = notes->sformCode > 0;
+  auto const matrix = placements.subspan(quaternion);
+  if ((placedByQuaternion && !std::all_of(placements.begin(), matrix.begin(), finite)) ||
+      (placedByMatrix && !std::all_of(matrix.begin(), matrix.end(), finite))) {
+    return "is placed by numbers that are not finite";
+  }
+  return std::nullopt;
 }
 
 void setNiftiNotes(std::filesystem::path const& plain, NiftiNotes const& notes) {

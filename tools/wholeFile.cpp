@@ -3,6 +3,7 @@
 #include "tools/compressedData.h"
 #include "tools/errors.h"
 #include "tools/imageHeader.h"
+#include "tools/niftiHeader.h"
 #include "tools/parseNumber.h"
 
 #include <itkMetaDataObject.h>
@@ -69,8 +70,10 @@ void requireText(fs::path const& path, std::uint64_t voxels) {
 }  // namespace
 
 void requireSaneHeader(fs::path const& path, FileFormat format) {
-  if (format != FileFormat::metaImage) return;
-  if (auto const complaint = complaintAboutMetaImage(path)) refuseInput(path, *complaint);
+  std::optional<std::string> complaint;
+  if (format == FileFormat::metaImage) complaint = complaintAboutMetaImage(path);
+  if (format == FileFormat::nifti) complaint = complaintAboutNifti(path);
+  if (complaint) refuseInput(path, *complaint);
 }
 
 void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileFormat format) {

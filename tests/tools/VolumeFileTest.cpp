@@ -255,6 +255,22 @@ TEST(VolumeFileContent, PlaceMustBeFinite) {
   EXPECT_TRUE(says(complaintOf(folder / "a.vtk"), "has its origin at nan"));
 }
 
+TEST(VolumeFileContent, NiftiPlacesMustBeFinite) {
+  TemporaryFolder const folder;
+  writeVolume(sampleVolume(typeInt16), folder / "good.nii", false);
+  std::string const good = contentOf(folder / "good.nii");
+  auto const complaintWithNaNAt = [&](std::size_t offset) {
+    float const nan = std::numeric_limits<float>::quiet_NaN();
+    std::string bad = good;
+    bad.replace(offset, sizeof nan, reinterpret_cast<char const*>(&nan), sizeof nan);
+    writeContent(folder / "bad.nii", bad);
+    return complaintOf(folder / "bad.nii");
+  };
+  EXPECT_TRUE(says(complaintWithNaNAt(84), "has spacing 0.75 × nan × 2.5; expected finite numbers above 0"));
+  EXPECT_TRUE(says(complaintWithNaNAt(260), "is placed by numbers that are not finite"));
+  EXPECT_TRUE(says(complaintWithNaNAt(300), "is placed by numbers that are not finite"));
+}
+
 TEST(VolumeFileContent, SeveralValuesAVoxelAreRefused) {
   TemporaryFolder const folder;
   writeContent(folder / "a.mha",
