@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include <vtkImageData.h>
+#include <vtkPointData.h>
 
 namespace lorb {
 namespace {
@@ -97,8 +98,15 @@ vtkImageData* toImageData(ImageDataset const* volume) {
 
 vtkImageData* toImageData(ImageDataset const* volume, TypeID target) {
   vtkImageData* result = nullptr;
-  visitElementType(volume->type_id(),
-                   [&]<class S>(std::type_identity<S>) { do_convert<S>(volume, result, target); });
+  try {
+    visitElementType(volume->type_id(),
+                     [&]<class S>(std::type_identity<S>) { do_convert<S>(volume, result, target); });
+  } catch (...) {
+    // Nobody else knows the unfinished image. VTK 9.1 can't destroy one that was about to receive its
+    // scalars.
+    if (result != nullptr && result->GetPointData()->GetNumberOfArrays() == 0) result->Delete();
+    throw;
+  }
   return result;
 }
 

@@ -12,6 +12,7 @@ namespace lorb {
 ///
 /// 64-bit types become VTK's long-long types and `signed char` becomes `VTK_CHAR`, so that
 /// `toImageDataset` gives the same element type back. Extents are narrowed to `int` unchecked.
+/// Allocation errors pass through; when there is no room for the voxels, no image is left behind.
 LORB_EXPORT vtkImageData* toImageData(ImageDataset const* volume);
 
 /// The same in the element type `target`, 2 to 11, converted by `dump`, for volumes of every element
