@@ -1,0 +1,92 @@
+// One line of digests of everything the libraries compute from fixed seeds: every element type, plane and
+// path, and every pair of conversions. The same line must come from every compiler with every switch.
+
+#include <lorb/algorithm/EuclideanDistanceTransform2D.h>
+#include <lorb/dataset/dump.h>
+
+#include <tests/ElementTypes.h>
+#include <tests/dataset/expectedConversion.h>
+#include <tests/reference/volumes.h>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+using lorb::Dataset;
+using lorb::TImageDataset;
+using Transform = lorb::EuclideanDistanceTransform2D;
+
+/// FNV-1a over bytes; all NaN count as one, since the processor chooses their bits.
+class Digest {
+ public:
+  template <class T>
+  void add(T value) {
+    if (value != value) value = std::numeric_limits<T>::quiet_NaN();
+    unsigned char bytes[sizeof(T)];
+    std::memcpy(bytes, &value, sizeof(T));
+    for (unsigned char const byte : bytes) hash_ = (hash_ ^ byte) * 0x100000001b3U;
+  }
+  void print(char const* what) const { std::printf("%s %016lx ", what, hash_); }
+
+ private:
+  unsigned long hash_ = 0xcbf29ce484222325U;
+};
+
+void maps() {
+  Digest typed, generic;
+  for (reference::Extents const& extents :
+       {reference::Extents{61, 47, 35}, {300, 290, 2}, {3, 5000, 1}, {5000, 3, 2}, {2, 40000, 1}}) {
+    for (auto const filling : reference::allFillings) {
+      std::mt19937 random(static_cast<unsigned>(extents[0]) + static_cast<unsigned>(filling));
+      auto const mask = reference::randomMask(extents[0] * extents[1] * extents[2], filling, random);
+      Transform transform;
+      TImageDataset<float, 3> map(extents);
+      for (auto const plane : {Transform::planeYZ, Transform::planeXZ, Transform::planeXY}) {
+        // N must fit: 40 000 voxels are for columns alone.
+        if (extents[1] == 40000 && plane != Transform::planeXY) continue;
+        transform.setPlane(plane);
+        lorb::test::forEachElementType([&]<class T>(std::type_identity<T>) {
+          auto const volume = reference::volumeFromMask<T>(extents, mask, random);
+          transform.computeTwoSided(&volume, &map);
+          for (float const value : map.voxels()) typed.add(value);
+        });
+      }
+      if (mask.size() > 200000) continue;
+      Dataset dataset(true);
+      reference::shape(dataset, extents, lorb::elementDouble);
+      reference::forEachVoxel(extents, [&](auto const& position, std::size_t element) {
+        dataset.setElement<int>(position, mask[element]);
+      });
+      transform.computeTwoSided(&dataset, &dataset);
+      reference::forEachVoxel(extents, [&](auto const& position, std::size_t) {
+        generic.add(dataset.getElement<double>(position));
+      });
+    }
+  }
+  typed.print("typed");
+  generic.print("generic");
+}
+
+void conversions() {
+  Digest digest;
+  lorb::test::forEachElementType([&]<class From>(std::type_identity<From>) {
+    auto const values = lorb::test::edgeValues<From>();
+    TImageDataset<From, 3> volume({values.size(), 1, 1});
+    std::copy(values.begin(), values.end(), volume.pages[0].data.begin());
+    lorb::test::forEachElementType([&]<class To>(std::type_identity<To>) {
+      auto const buffer = std::make_unique<To[]>(values.size());
+      lorb::dump(&volume, buffer.get(), lorb::typeIDOf<To>);
+      for (std::size_t k = 0; k < values.size(); ++k) digest.add(buffer[k]);
+    });
+  });
+  digest.print("conversions");
+}
+
+}  // namespace
+
+int main() {
+  maps();
+  conversions();
+  std::printf("\n");
+}
