@@ -218,7 +218,7 @@ def killer_of(build, file):
         runs = [("lorb-test-vtk", "*", 30), ("lorb-test-allocations", "Bridge*", 30)]
     else:
         runs += [("lorb-test-algorithm", FIRST["lorb/algorithm"], 60), ("lorb-test-vtk", "*", 30)]
-    if re.search("SignedSlice|passes|twoSided", file):
+    if re.search("SignedRowPass|ColumnCounts|passes|twoSided", file):
         runs.append(("lorb-test-algorithm", SLOW, 300))
     for program, filter_, seconds in runs:
         if not survives(build, program, filter_, seconds):
