@@ -110,7 +110,6 @@ float fillValue(In const& in) {
 
 template <class Out>
 void fillSlice(Out const& out, float value) {
-  if (out.width < 1) return;
   std::vector<float> const row(static_cast<std::size_t>(out.width), value);
   for (int j = 0; j < out.height; ++j) rows::set(out, j, 0, out.width, row.data());
 }

@@ -204,6 +204,34 @@ TEST(DriversTest, ALargerOutputIsFilledWhole) {
   EXPECT_TRUE(allEqual(output, 18.0F)) << "the bound follows the input, the fill the output";
 }
 
+TEST(DriversTest, AHigherOutputIsFilledWhole) {
+  TImageDataset<float, 3> input({4, 3, 1});
+  auto output = untouchedOutput({4, 5, 1});
+  Transform().computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(allEqual(output, 25.0F));
+}
+
+TEST(DriversTest, ViewsWiderOrHigherThanTheVolumeAddressWhatTheArithmeticGives) {
+  // Rows of such a view overlap or reach into the next slice: what is written last stays.
+  std::mt19937 random(12);
+  auto const mask = reference::randomMask(6 * 8 * 3, reference::Filling::half, random);
+  auto const input = reference::volumeFromMask<int>({6, 8, 3}, mask, random);
+  auto const roots = reference::squareRoots(11 * 11 + 13 * 13);
+  for (auto const& [width, height] : {std::pair{11, 8}, {6, 13}}) {
+    auto output = untouchedOutput({6, 8, 3});
+    auto expected = output;
+    auto const at = [](int i, int j) { return static_cast<std::size_t>(j * 6 + i); };
+    reference::LiteralSlice slice(
+        width, height, [&](int i, int j) { return input.voxels()[at(i, j)] > 0; },
+        [&](int i, int j) { return expected.voxels()[at(i, j)]; },
+        [&](int i, int j, float value) { expected.voxels()[at(i, j)] = value; }, roots.data());
+    slice.compute();
+    Transform().computeSingleSliceTwoSided(Transform::CIsliceXY<int>{&input, width, height, 1, 0},
+                                           Transform::IsliceXY<float>{&output, width, height, 1, 0}, 0);
+    EXPECT_TRUE(sameBits(output, expected)) << width << " x " << height;
+  }
+}
+
 TEST(DriversTest, ALargerOutputRunsBeyondTheScratchWhichFollowsTheInput) {
   TImageDataset<float, 3> input({3, 3, 1});
   input(1, 1, 0) = 1;

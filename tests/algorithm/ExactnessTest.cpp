@@ -323,6 +323,26 @@ TEST(ExactnessTest, DistancesComeFromTheTable) {
   }
 }
 
+TEST(ExactnessTest, DistancesComeFromTheTableHoweverLong) {
+  // From row to row they grow beyond all that has been looked at before.
+  TImageDataset<unsigned char, 3> volume({300, 260, 1});
+  volume(299, 259, 0) = 1;
+  TImageDataset<float, 3> map(volume.extents);
+  Transform transform;
+  transform.sqrtTable.init(300 * 300 + 260 * 260);
+  for (int k = 0; k <= transform.sqrtTable.maxIndex; ++k)
+    transform.sqrtTable.values[k] = static_cast<float>(k);
+  reference::onEveryTarget([&] {
+    transform.computeTwoSided(&volume, &map);
+    reference::forEachVoxel(volume.extents, [&](auto const& p, std::size_t element) {
+      int const dx = p[0] - 299, dy = p[1] - 259;
+      if (element + 1 < volume.voxels().size()) {
+        ASSERT_EQ(map.voxels()[element], static_cast<float>(dx * dx + dy * dy)) << p[0] << ", " << p[1];
+      }
+    });
+  });
+}
+
 // --- brute force -------------------------------------------------------------------------------------
 
 bool hasBoundary(std::vector<char> const& mask, int width) {
