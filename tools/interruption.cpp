@@ -13,10 +13,18 @@
 namespace lorb::tools {
 namespace {
 
+/// Whoever started the process may have it ignore some: nohup the one, a shell in the background the other.
+bool isIgnored(int number) {
+  struct sigaction action = {};
+  return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t interruptions() {
   sigset_t set;
   sigemptyset(&set);
-  for (int const signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, signal);
+  for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
+    if (!isIgnored(number)) sigaddset(&set, number);
+  }
   return set;
 }
 

@@ -4,8 +4,8 @@
 namespace lorb::tools {
 
 /// From now on SIGINT, SIGTERM and SIGHUP remove all work folders, print one line on standard error and end
-/// the process with exit code 130, whatever its other threads are doing. To be called once, before any other
-/// thread is started.
+/// the process with exit code 130, whatever its other threads are doing; those that are ignored stay so. To
+/// be called once, before any other thread is started.
 void endOnInterruption();
 
 }  // namespace lorb::tools

@@ -2,6 +2,7 @@
 
 #include "tests/reference/literalTransform.h"
 #include "tests/reference/volumes.h"
+#include "tests/sanitized.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 
@@ -126,6 +127,7 @@ TEST(TwoSidedKernelsTest, SecondKernelWritesNothingAtWidthZeroAndThrowsBelow) {
   Transform transform;
   Transform::sliceXY const scratch{nullptr, 0, 5, 1, 0, DatasetCoordinates(0, 0, 0, 0, 0)};
   EXPECT_NO_THROW(transform.twoSidedOut(Transform::IsliceXY<float>{nullptr, 0, 5, 1, 0}, scratch));
+  if (lorb::test::isSanitized) return;
   EXPECT_THROW(transform.twoSidedOut(Transform::IsliceXY<float>{nullptr, -1, 5, 1, 0}, scratch),
                std::bad_array_new_length);
 }

@@ -10,6 +10,7 @@
 #include <pty.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,11 +26,12 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-/// A running tool, its standard error read to the end by `wait`.
+/// A running tool, its standard error read to the end by `wait`. It ends with this program at the latest.
 class Process {
  public:
-  /// Standard error is a pipe or a terminal, standard input `input`.
-  Process(fs::path const& folder, std::vector<std::string> arguments, bool terminal, int input = -1) {
+  /// Standard error is a pipe or a terminal, standard input `input`; the signal `ignored` is.
+  Process(fs::path const& folder, std::vector<std::string> arguments, bool terminal, int input = -1,
+          int ignored = 0) {
     int child = -1;
     if (terminal) {
       if (openpty(&errors_, &child, nullptr, nullptr, nullptr) != 0) throw std::runtime_error("no terminal");
@@ -45,6 +47,9 @@ class Process {
     words.push_back(nullptr);
     pid_ = fork();
     if (pid_ == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      for (int const number : {SIGINT, SIGTERM, SIGHUP})
+        ::signal(number, number == ignored ? SIG_IGN : SIG_DFL);
       if (chdir(folder.c_str()) != 0) _exit(99);
       dup2(child, STDERR_FILENO);
       dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
@@ -118,6 +123,23 @@ TEST(Interrupted, WhileItReadsItEndsAndLeavesNothing) {
     EXPECT_EQ(temporary.names(), std::set<std::string>{});
     EXPECT_EQ(contentOf(folder / "old.mha"), "an older map");
   }
+}
+
+TEST(Interrupted, NotByASignalThatIsIgnored) {
+  TemporaryFolder const folder;
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  std::vector<std::string> const arguments = {"-", "-o", "map.mha", "-q"};
+  Process const process(folder.path(), arguments, false, ends[0], SIGHUP);
+  close(ends[0]);
+  std::this_thread::sleep_for(200ms);
+  process.signal(SIGHUP);
+  std::string const volume = "NRRD0004\ntype: uchar\ndimension: 3\nsizes: 2 1 1\nencoding: raw\n\n01";
+  EXPECT_EQ(write(ends[1], volume.data(), volume.size()), ssize_t(volume.size()));
+  close(ends[1]);
+  auto const outcome = process.wait();
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  EXPECT_EQ(folder.names(), std::set<std::string>{"map.mha"});
 }
 
 TEST(Interrupted, AtAnyMomentTheTargetIsTheOldOrTheNewMap) {

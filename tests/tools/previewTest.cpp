@@ -26,7 +26,7 @@ DistanceMap mapOf(Extents const& extents, InsideAt const& inside,
       for (std::uint64_t x = 0; x < extents[0]; ++x) mask(x, y, z) = inside(x, y, z);
     }
   }
-  return distanceMap(mask, {plane});
+  return distanceMap(mask, {.choice = {.plane = plane}});
 }
 
 /// Inside is the left half: distances 1 to 4 on both sides of x = 4, all of which the colours show.

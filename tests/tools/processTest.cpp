@@ -2,6 +2,7 @@
 
 #include "TemporaryFolder.h"
 #include "sampleVolumes.h"
+#include "tests/sanitized.h"
 #include "tools/VolumeFile.h"
 #include "tools/distanceMap.h"
 
@@ -413,7 +414,8 @@ TEST(ToolMaps, LibraryIsTestedOnDemand) {
   TemporaryFolder const folder;
   Outcome const outcome = runTool(folder.path(), "--self-test");
   EXPECT_EQ(outcome.exitCode, 0);
-  EXPECT_NE(outcome.out.find("SCALAR: "), std::string::npos) << outcome.out;
+  // a line for each instruction set, and the verdict
+  EXPECT_GE(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 2) << outcome.out;
   EXPECT_TRUE(outcome.out.ends_with("self-test passed\n")) << outcome.out;
 }
 
@@ -448,10 +450,7 @@ TEST(ToolMaps, FitIntoLittleMemory) {
         << plane;
     std::string const report = contentOf(folder / "slabs.json");
     auto const peak = std::stoull(report.substr(report.find("\"peakBytes\": ") + 13));
-    // Sanitizers keep what is freed.
-#if !defined(__SANITIZE_ADDRESS__)
-    EXPECT_LT(peak, 150U << 20) << plane;
-#endif
+    EXPECT_TRUE(test::isSanitized || peak < (150U << 20)) << plane << ": " << peak;
     EXPECT_GT(peak, 1U << 20);
   }
   Outcome const refused = runTool(folder.path(), "large.mha -o a.nii --memory 150M");
