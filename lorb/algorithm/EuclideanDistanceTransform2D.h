@@ -28,10 +28,12 @@ namespace lorb {
 ///     lorb::EuclideanDistanceTransform2D transform;
 ///     transform.computeTwoSided(&organ, &distance);
 ///
-/// Cost: linear in the voxels. Beside the volumes it takes one slice of 32-bit work values, 16 bits a voxel
-/// for 1 (XY), 8 (XZ) or 16 (YZ) slices at a time, and a table of N + 1 floats, which the object keeps and
-/// only enlarges. Distances are exact while 2N < 2²⁴; beyond,
-/// squared column distances are rounded to single precision. N must not exceed 2³¹ − 1.
+/// Cost: linear in the voxels. Beside the volumes it takes one slice of 32-bit work values; 2 bytes a voxel
+/// of a slice (XY, and datasets on any plane), 16 (XZ) or 40 (YZ), where neighbouring slices are done
+/// together; and a table of N + 1 floats, which the object keeps and only enlarges.
+///
+/// Distances are exact while 2N < 2²⁴; beyond, squared column distances are rounded to single precision. N
+/// must not exceed 2³¹ − 1.
 ///
 /// One object serves one computation at a time; separate objects are independent. The caller sees to
 /// equal extents of input and output, which may be the same volume. Exceptions of allocation and of

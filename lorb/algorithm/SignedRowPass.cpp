@@ -6,6 +6,8 @@
 // After foreach_target.h, as Highway wants it.
 #include <hwy/highway.h>
 
+#include <hwy/cache_control.h>
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -23,6 +25,8 @@ using namespace signed_row;
 // x is of the other side.
 
 constexpr std::int32_t farAway = 0x3FFFFFFF;
+
+constexpr std::size_t cacheLine = 64;
 
 /// The squares behind a vector of counts.
 template <class D>
@@ -69,15 +73,21 @@ void PrepareNearSites(Row const& row) {
   std::fill(row.outsideSites + row.width, row.outsideSites + written, nowhere);
 }
 
-/// min over |k| ≤ reach of site[u + k] + k², for a block of positions from `site` on, whose own values are
+/// Two neighbouring blocks of positions, searched in step: the one hides the waits of the other.
+template <class V>
+struct Pair {
+  V low, high;
+};
+
+/// min over |k| ≤ reach of site[u + k] + k², for two blocks of positions from `site` on, whose own values are
 /// `best`. It stops as soon as farther sites can't be nearer, and does not begin where no site is near.
 template <class D>
-HWY_INLINE hn::Vec<D> NearestSquared(D d, std::int16_t const* site, hn::Vec<D> best) {
+HWY_INLINE Pair<hn::Vec<D>> NearestSquared(D d, std::int16_t const* site, Pair<hn::Vec<D>> best) {
+  auto const lanes = static_cast<int>(hn::Lanes(d));
   auto const limit = hn::Set(d, reachSquared);
-  if (hn::AllTrue(d, hn::Gt(best, limit))) {
-    auto least = best;
-    auto const lanes = static_cast<int>(hn::Lanes(d));
-    for (int k = -reach; k < lanes + reach; k += lanes) least = hn::Min(least, hn::LoadU(d, site + k));
+  if (hn::AllTrue(d, hn::Gt(hn::Min(best.low, best.high), limit))) {
+    auto least = hn::Min(best.low, best.high);
+    for (int k = -reach; k < 2 * lanes + reach; k += lanes) least = hn::Min(least, hn::LoadU(d, site + k));
     if (hn::AllTrue(d, hn::Gt(least, limit))) return best;
   }
   // Four neighbours a turn: asking more often whether to go on costs more than it saves.
@@ -85,11 +95,13 @@ HWY_INLINE hn::Vec<D> NearestSquared(D d, std::int16_t const* site, hn::Vec<D> b
   auto increment = hn::Set(d, 3);
   auto const two = hn::Set(d, 2);
   for (int k = 1; k <= reach; k += 4) {
-    if (hn::AllFalse(d, hn::Gt(best, square))) break;
+    if (hn::AllFalse(d, hn::Gt(hn::Max(best.low, best.high), square))) break;
     HWY_UNROLL(4)
     for (int next = k; next < k + 4; ++next) {
-      auto const pair = hn::Min(hn::LoadU(d, site - next), hn::LoadU(d, site + next));
-      best = hn::Min(best, hn::SaturatedAdd(pair, square));
+      auto const low = hn::Min(hn::LoadU(d, site - next), hn::LoadU(d, site + next));
+      auto const high = hn::Min(hn::LoadU(d, site + lanes - next), hn::LoadU(d, site + lanes + next));
+      best.low = hn::Min(best.low, hn::SaturatedAdd(low, square));
+      best.high = hn::Min(best.high, hn::SaturatedAdd(high, square));
       square = hn::Add(square, increment);
       increment = hn::Add(increment, two);
     }
@@ -101,16 +113,27 @@ HWY_INLINE hn::Vec<D> NearestSquared(D d, std::int16_t const* site, hn::Vec<D> b
 /// such.
 std::size_t NearPass(Row const& row) {
   hn::ScalableTag<std::int16_t> const d;
+  std::size_t const lanes = hn::Lanes(d);
+  auto const limit = hn::Set(d, reachSquared);
   std::size_t farBlocks = 0;
-  for (std::size_t i = 0; i < row.width; i += hn::Lanes(d)) {
-    auto const valid = hn::FirstN(d, row.width - i);
-    auto const inside = hn::IfThenElseZero(valid, hn::LoadU(d, row.insideSites + i));
-    auto const outside = hn::IfThenElseZero(valid, hn::LoadU(d, row.outsideSites + i));
-    auto const best = hn::Add(NearestSquared(d, row.insideSites + i, inside),
-                              NearestSquared(d, row.outsideSites + i, outside));
-    hn::Store(best, d, row.nearDistances + i);
+  for (std::size_t i = 0; i < row.width; i += 2 * lanes) {
+    std::size_t const rest = row.width - i;
+    auto const isLow = hn::FirstN(d, rest);
+    auto const isHigh = hn::FirstN(d, rest - std::min(rest, lanes));
+    auto const sites = [&](std::int16_t const* side) HWY_ATTR {
+      return Pair<hn::Vec<decltype(d)>>{hn::IfThenElseZero(isLow, hn::LoadU(d, side + i)),
+                                        hn::IfThenElseZero(isHigh, hn::LoadU(d, side + i + lanes))};
+    };
+    auto const inside = NearestSquared(d, row.insideSites + i, sites(row.insideSites));
+    auto const outside = NearestSquared(d, row.outsideSites + i, sites(row.outsideSites));
+    auto const low = hn::Add(inside.low, outside.low);
+    auto const high = hn::Add(inside.high, outside.high);
+    hn::Store(low, d, row.nearDistances + i);
+    hn::Store(high, d, row.nearDistances + i + lanes);
     row.farBlocks[farBlocks] = static_cast<std::int32_t>(i);
-    farBlocks += !hn::AllFalse(d, hn::Gt(best, hn::Set(d, reachSquared)));
+    farBlocks += !hn::AllFalse(d, hn::Gt(low, limit));
+    row.farBlocks[farBlocks] = static_cast<std::int32_t>(i + lanes);
+    farBlocks += !hn::AllFalse(d, hn::Gt(high, limit));
   }
   return farBlocks;
 }
@@ -292,8 +315,10 @@ void WriteDistances(Row const& row, Squared const* squared, std::int32_t largest
   }
 }
 
-/// One row from counts and near sites to distances.
+/// One row from counts and near sites to distances. Memory fetches the lines of the output while neighbours
+/// are searched; without that, writing waits for it, which costs a sixth of the whole.
 void SolveRow(Row const& row, Roots& roots, float* distances) {
+  for (std::size_t i = 0; i < row.width; i += cacheLine / sizeof(float)) hwy::Prefetch(distances + i);
   if (std::size_t const farBlocks = NearPass(row); farBlocks > 0) {
     std::int32_t const largest = FarPass(row, farBlocks);
     WriteDistances(row, row.distances, largest, roots, distances);
@@ -345,9 +370,9 @@ SignedRowPass::SignedRowPass(int width, int height, float const* squareRoots)
     increment += 2;
   }
 
-  // Each array is followed by the margin of the next.
+  // Whole pairs of vectors of up to 64 elements. Each array is followed by the margin of the next.
   using signed_row::margin;
-  std::size_t const length = (static_cast<std::size_t>(width) + 63) / 64 * 64 + 2 * margin;
+  std::size_t const length = (static_cast<std::size_t>(width) + 127) / 128 * 128 + 2 * margin;
   work16_ = allocateAligned<std::int16_t>(5 * length);
   work32_ = allocateAligned<std::int32_t>(4 * length);
   std::fill_n(work16_.get(), 5 * length, signed_row::nowhere);

@@ -212,6 +212,12 @@ void leave(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const& view, in
 
 // --- what a slice is fit for -------------------------------------------------------------------------
 
+/// Whether positions outside the volume are noticed.
+template <class View>
+constexpr bool isChecked = false;
+template <Transform::PlaneOrientationE Plane>
+constexpr bool isChecked<Transform::GenericSlice<Plane>> = true;
+
 /// Whether rows can be written in any order and a float comes back with the bits it was written with.
 template <Transform::PlaneOrientationE Plane>
 bool takesFloats(Transform::GenericSlice<Plane> const& view) {

@@ -33,7 +33,7 @@ enum LORB_EXPORT LORBElementType : std::int32_t {
 class LORB_EXPORT Dataset {
  public:
   /// An empty dataset: extents 0, element type `elementNone`. `zeroed` says whether `newDataset` sets
-  /// the elements to zero or leaves them unspecified until they are written.
+  /// the elements to zero or leaves them unspecified; those must be written before they are read.
   explicit Dataset(bool zeroed);
   ~Dataset();
   Dataset(Dataset const&) = delete;

@@ -14,7 +14,7 @@ class LORB_EXPORT ImageDataset {
  public:
   virtual ~ImageDataset();
 
-  /// Code of the element type. A volume with a code outside 1 to 11 is passed by by the transform and the
+  /// Code of the element type. A volume with a code outside 1 to 11 is passed over by the transform and the
   /// bridge, and refused by `dump`.
   virtual TypeID type_id() const = 0;
 

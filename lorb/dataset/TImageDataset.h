@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <span>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace lorb {
@@ -24,7 +25,7 @@ struct Page {
 ///
 /// All voxels lie in `pages[0]`: voxel (x, y, z) is element (z·ny + y)·nx + x of its `data`, with nx
 /// and ny taken from the page's own extents. `bool` volumes store one bit a voxel. A new volume has
-/// extents (0, 0, 0) and no page. Copies are deep.
+/// extents (0, 0, 0) and no page, and so has one that was moved from. Copies are deep.
 ///
 /// Nothing is locked: concurrent readers are safe while nobody writes or resizes.
 template <class T, int Dimension>
@@ -38,6 +39,18 @@ class LORB_EXPORT TImageDataset : public ImageDataset {
   using ConstReference = typename std::vector<T>::const_reference;
 
   TImageDataset() = default;
+  TImageDataset(TImageDataset const&) = default;
+  TImageDataset& operator=(TImageDataset const&) = default;
+  TImageDataset(TImageDataset&& other) noexcept
+      : ImageDataset(other),
+        extents(std::exchange(other.extents, Extents{})),
+        pages(std::exchange(other.pages, {})) {}
+  TImageDataset& operator=(TImageDataset&& other) noexcept {
+    ImageDataset::operator=(other);
+    extents = std::exchange(other.extents, Extents{});
+    pages = std::exchange(other.pages, {});
+    return *this;
+  }
 
   /// A volume of the given extents, all voxels `T()`. Throws as `resize`.
   explicit TImageDataset(Extents const& newExtents) { resize(newExtents); }

@@ -49,8 +49,8 @@ void do_convert(ImageDataset const* volume, vtkImageData*& result) {
   vtkImageData* const image = vtkImageData::New();
   result = image;
   std::uint64_t const* const size = volume->size_array();
-  image->SetExtent(0, static_cast<int>(size[0]) - 1, 0, static_cast<int>(size[1]) - 1, 0,
-                   static_cast<int>(size[2]) - 1);
+  auto const last = [&](int axis) { return static_cast<int>(size[axis] - 1); };
+  image->SetExtent(0, last(0), 0, last(1), 0, last(2));
   WorldCoordinates const& origin = volume->worldEmbedding().getDatasetOrigin();
   image->SetOrigin(origin[0], origin[1], origin[2]);
   WorldCoordinates const& spacing = volume->worldEmbedding().getVoxelSpacing();

@@ -16,7 +16,8 @@ LORB_EXPORT TypeID toTypeID(int vtkScalarType);
 /// type. The caller owns it and deletes it. Null when the scalar type has no `TypeID`.
 ///
 /// One component per voxel is assumed, the extent's start is not looked at and the origin taken as it
-/// is; direction is not carried over. The image must not be null. Allocation errors pass through.
+/// is; direction is not carried over. The image must not be null, and have scalars unless it is empty.
+/// `std::bad_alloc` and, for sizes beyond all memory, `std::length_error` pass through.
 LORB_EXPORT ImageDataset* toImageDataset(vtkImageData const* image);
 
 /// The same in the element type `target`, 2 to 11, converted by `dump`; null for any other target.

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <stdexcept>
 
 namespace {
 
@@ -99,6 +100,25 @@ TEST(DriversTest, SlicesWithoutVoxelsReceiveNoWrites) {
     transform.computeTwoSidedT(&input, &output, 1);
     EXPECT_EQ(transform.sqrtTable.maxIndex, 9);
   }
+}
+
+TEST(DriversTest, DatasetsWithoutTheVoxelsAskedForThrow) {
+  auto const throwsFor = [](reference::Extents const& in, reference::Extents const& out, int slice) {
+    Dataset input(true), output(true);
+    reference::shape(input, in, lorb::elementFloat);
+    reference::shape(output, out, lorb::elementFloat);
+    if (in[0] > 1 && in[1] > 1) input.setElement<float>({1, 1, 0, 0, 0}, 1.0F);
+    EXPECT_THROW(Transform().computeTwoSided(static_cast<Dataset const*>(&input), &output, slice),
+                 std::out_of_range)
+        << testing::PrintToString(in) << " to " << testing::PrintToString(out) << ", slice " << slice;
+  };
+  throwsFor({0, 5, 2}, {0, 5, 2}, 0);
+  throwsFor({5, 0, 2}, {5, 0, 2}, 0);
+  throwsFor({3, 3, 2}, {0, 0, 0}, 0);
+  throwsFor({3, 3, 2}, {2, 3, 2}, 0);
+  throwsFor({3, 3, 2}, {3, 3, 2}, 99);
+  throwsFor({3, 3, 2}, {3, 3, 2}, -1);
+  throwsFor({3, 3, 2}, {0, 3, 2}, 99);
 }
 
 TEST(DriversTest, UnknownPlanesLeaveTheOutputAlone) {
@@ -305,6 +325,22 @@ TEST(DriversTest, AWrappedBoundIsUsedAsItIs) {
   transform.computeTwoSidedT(&wide, &wideMap);
   EXPECT_TRUE(allEqual(wideMap, static_cast<float>(static_cast<int>(2500000001U))));
   EXPECT_EQ(transform.sqrtTable.maxIndex, 1);
+}
+
+TEST(DriversTest, ANegativeBoundCountsAsNoneWhereNoBoundaryIsSeen) {
+  // 50 000² + 9 wraps to below 0. Columns without a boundary count from 0: 0, 1, 4.
+  reference::Extents const extents = {50000, 3, 1};
+  TImageDataset<bool, 3> input(extents);
+  for (std::uint64_t x = 0; x < 50000; ++x) {
+    for (std::uint64_t y = 0; y < 3; ++y) input(x, y, 0) = x < 7 || (x > 100 && y == 1);
+  }
+  auto output = untouchedOutput(extents);
+  auto expected = untouchedOutput(extents);
+  Transform transform;
+  transform.sqrtTable.init(1000);
+  reference::literalTransform(input, expected, Transform::planeXY, -1, transform.sqrtTable.values);
+  transform.computeTwoSidedT(&input, &output);
+  EXPECT_TRUE(sameBits(output, expected));
 }
 
 template <class T>

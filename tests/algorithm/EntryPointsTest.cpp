@@ -77,7 +77,7 @@ TEST(EntryPointsTest, GenericWholeVolumeRefusesOutputsThatAreNotFloatingPoint) {
   EXPECT_EQ(printedBy([&] { Transform().computeTwoSided(&pair.input, &unshaped); }), message);
 }
 
-TEST(EntryPointsTest, GenericWholeVolumeTakesInputsOfEveryType) {
+TEST(EntryPointsTest, GenericWholeVolumeWritesOutputsOfBothFloatingPointTypes) {
   for (auto const type : {lorb::elementFloat, lorb::elementDouble}) {
     GenericPair pair(type);
     EXPECT_EQ(printedBy([&] { Transform().computeTwoSided(&pair.input, &pair.output); }), "");
@@ -120,9 +120,8 @@ TEST(EntryPointsTest, GenericOneSliceComputesThatSliceAlone) {
     Transform transform;
     transform.setPlane(static_cast<Transform::PlaneOrientationE>(plane));
     transform.computeTwoSided(static_cast<Dataset const*>(&pair.input), &pair.output, 1);
-    int const axis = 2 - plane == 0 ? 2 : plane == 1 ? 1 : 0;
     reference::forEachVoxel({4, 3, 2}, [&](auto const& position, std::size_t) {
-      EXPECT_EQ(pair.output.getElement<float>(position) != 99.0F, position[axis] == 1);
+      EXPECT_EQ(pair.output.getElement<float>(position) != 99.0F, position[plane] == 1);
     });
   }
 }

@@ -111,21 +111,69 @@ TEST(ExactnessTest, InPlaceEqualsOutOfPlace) {
   });
 }
 
+/// A dataset of floats with the voxels of `volume`.
+void fill(Dataset& data, TImageDataset<float, 3> const& volume) {
+  reference::shape(data, volume.extents, lorb::elementFloat);
+  reference::forEachVoxel(volume.extents, [&](auto const& position, std::size_t element) {
+    data.setElement<float>(position, volume.voxels()[element]);
+  });
+}
+
+TImageDataset<float, 3> voxelsOf(Dataset& data, Extents const& extents) {
+  TImageDataset<float, 3> volume(extents);
+  reference::forEachVoxel(extents, [&](auto const& position, std::size_t element) {
+    volume.voxels()[element] = data.getElement<float>(position);
+  });
+  return volume;
+}
+
 TEST(ExactnessTest, GenericInPlaceEqualsOutOfPlace) {
   Transform transform;
   onEveryVolume<float>([&](auto const& volume, auto plane, auto const& expected) {
     Dataset data(true);
-    reference::shape(data, volume.extents, lorb::elementFloat);
-    reference::forEachVoxel(volume.extents, [&](auto const& position, std::size_t element) {
-      data.setElement<float>(position, volume.voxels()[element]);
-    });
+    fill(data, volume);
     transform.setPlane(plane);
     transform.computeTwoSided(&data, &data);
-    auto output = volume;
+    EXPECT_TRUE(sameBits(voxelsOf(data, volume.extents), expected));
+  });
+}
+
+TEST(ExactnessTest, SingleSlicesInPlaceEqualOutOfPlace) {
+  Transform transform;
+  onEveryVolume<float>([&](auto const& volume, auto plane, auto const&) {
+    auto const slice = volume.extents[static_cast<std::size_t>(Transform::axesOf(plane).slice)] / 2;
+    auto expected = volume;
+    reference::literalTransform(volume, expected, plane, static_cast<int>(slice));
+    transform.setPlane(plane);
+
+    auto typed = volume;
+    transform.computeTwoSided(&typed, &typed, static_cast<int>(slice));
+    EXPECT_TRUE(sameBits(typed, expected));
+
+    Dataset generic(true);
+    fill(generic, volume);
+    transform.computeTwoSided(&generic, &generic, static_cast<int>(slice));
+    EXPECT_TRUE(sameBits(voxelsOf(generic, volume.extents), expected));
+  });
+}
+
+TYPED_TEST(ExactnessTest, SingleSlicesOfGenericDatasetsLeaveTheOthersAlone) {
+  Transform transform;
+  onEveryVolume<TypeParam>([&](auto const& volume, auto plane, auto const&) {
+    auto const slice = volume.extents[static_cast<std::size_t>(Transform::axesOf(plane).slice)] - 1;
+    auto expected = reference::untouchedOutput(volume.extents);
+    reference::literalTransform(volume, expected, plane, static_cast<int>(slice));
+
+    Dataset input(true);
+    reference::shape(input, volume.extents, lorb::test::elementTypeOf<TypeParam>);
     reference::forEachVoxel(volume.extents, [&](auto const& position, std::size_t element) {
-      output.voxels()[element] = data.getElement<float>(position);
+      input.setElement<TypeParam>(position, volume.pages[0].data[element]);
     });
-    EXPECT_TRUE(sameBits(output, expected));
+    Dataset output(true);
+    fill(output, reference::untouchedOutput(volume.extents));
+    transform.setPlane(plane);
+    transform.computeTwoSided(&input, &output, static_cast<int>(slice));
+    EXPECT_TRUE(sameBits(voxelsOf(output, volume.extents), expected));
   });
 }
 

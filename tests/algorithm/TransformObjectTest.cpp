@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstring>
+#include <new>
 
 namespace lorb {
 namespace {
@@ -22,6 +24,17 @@ struct Counted : SharedObject {
 void letATransformGo(SharedObject* object) {
   Transform transform;
   transform.referencedObject = object;
+}
+
+/// The same; what is left in the place of the pointer.
+SharedObject* pointerLeftBy(SharedObject* object) {
+  alignas(Transform) std::byte memory[sizeof(Transform)];
+  auto* const transform = new (memory) Transform;
+  transform->referencedObject = object;
+  transform->~Transform();
+  SharedObject* left;
+  std::memcpy(&left, memory + offsetof(Transform, referencedObject), sizeof left);
+  return left;
 }
 
 TEST(TransformObjectTest, StartsWithThePlaneXYAndAnEmptyTable) {
@@ -104,6 +117,16 @@ TEST(TransformObjectTest, LeavesTheReferencedObjectToItsOtherHolders) {
   EXPECT_EQ(destroyed, 0);
   EXPECT_TRUE(object->isRefered());
   letATransformGo(object);
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(TransformObjectTest, ClearsThePointerToAnObjectThatIsDestroyedAlone) {
+  int destroyed = 0;
+  auto* const object = new Counted(destroyed);
+  object->refer();
+  object->refer();
+  EXPECT_EQ(pointerLeftBy(object), object);
+  EXPECT_EQ(pointerLeftBy(object), nullptr);
   EXPECT_EQ(destroyed, 1);
 }
 

@@ -19,13 +19,12 @@ std::string banner() {
 
 TEST(ModuleTest, PrintsABannerOfFixedForm) {
   std::regex const form(
-      R"(Torvane \(LORB\), Version 2\.1\.0, [^\n]+, Library support:( CGAL)?( VTK)?( SSL)?)"
+      R"(Torvane \(LORB\), Version 2\.1\.0, [^\n]+, Library support:)" LORB_SUPPORT
       R"(, built on (Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) ( [1-9]|[12]\d|3[01]) \d{4})"
       R"( at ([01]\d|2[0-3]):[0-5]\d:[0-5]\d\n\n([^\n]+\n){4}\n)");
-  std::smatch parts;
   std::string const text = banner();
-  ASSERT_TRUE(std::regex_match(text, parts, form)) << text;
-  EXPECT_EQ(parts[2].matched, LORB_WITH_VTK == 1) << text;
+  EXPECT_TRUE(std::regex_match(text, form)) << text;
+  EXPECT_EQ(text.find(" VTK") != std::string::npos, LORB_WITH_VTK == 1) << text;
 }
 
 TEST(ModuleTest, PrintsTheWholeBannerEachTime) {

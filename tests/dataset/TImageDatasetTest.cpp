@@ -35,6 +35,29 @@ class TImageDatasetTest : public testing::Test {
 };
 TYPED_TEST_SUITE(TImageDatasetTest, test::ElementTypes, test::ElementTypeNames);
 
+TEST(TImageDatasetTest, AVolumeThatWasMovedFromIsNewAgain) {
+  TImageDataset<float, 3> source({2, 3, 4});
+  source(1, 2, 3) = 5.0F;
+  source.setMinMaxValue(0.0, 5.0);
+  source.worldEmbedding().setVoxelSpacing(WorldCoordinates(1, 2, 3, 0));
+  TImageDataset<float, 3> moved = std::move(source);
+  EXPECT_EQ(moved.extents, (Extents{2, 3, 4}));
+  EXPECT_EQ(moved(1, 2, 3), 5.0F);
+  EXPECT_EQ(moved.maxValue(), 5.0);
+  EXPECT_EQ(moved.worldEmbedding().getVoxelSpacing()[1], 2.0);
+  EXPECT_EQ(source.extents, (Extents{0, 0, 0}));
+  EXPECT_TRUE(source.empty());
+  source.resize({2, 3, 4});
+  EXPECT_EQ(source.voxels().size(), 24U);
+
+  TImageDataset<float, 3> assigned({7, 1, 1});
+  assigned = std::move(moved);
+  EXPECT_EQ(assigned(1, 2, 3), 5.0F);
+  EXPECT_EQ(moved.extents, (Extents{0, 0, 0}));
+  EXPECT_TRUE(moved.empty());
+  EXPECT_TRUE(moved.voxels().empty());
+}
+
 TYPED_TEST(TImageDatasetTest, KnowsItsCode) {
   typename TestFixture::Volume const volume;
   EXPECT_EQ(volume.type_id(), typeIDOf<TypeParam>);

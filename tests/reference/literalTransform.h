@@ -82,7 +82,8 @@ class LiteralSlice {
     allInside_ = true;
     allOutside_ = true;
     for (int i = 0; i < width_; ++i) {
-      scratch(i, 0) = source(i, 0) ? static_cast<float>(bound()) : 0.0F;
+      // The work slice is of 32-bit unsigned elements; a negative bound is stored as 0.
+      scratch(i, 0) = source(i, 0) ? std::max(static_cast<float>(bound()), 0.0F) : 0.0F;
       int increment = 1;
       for (int j = 1; j < height_; ++j) {
         if (source(i, j)) {
