@@ -302,7 +302,7 @@ void WriteDistances(Row const& row, Squared const* squared, float const* table, 
 template <class Squared>
 void WriteDistances(Row const& row, Squared const* squared, std::int32_t largest, Roots& roots,
                     float* distances) {
-  if (largest >= roots.plainUpTo && roots.plain) {
+  if (roots.plain && largest >= roots.plainUpTo) {
     // Twice as far as asked for, so that it does not come to this often.
     std::int32_t const end = std::min(2 * largest + 1, roots.count);
     roots.plain = ArePlainRoots(roots.table, roots.plainUpTo, end);

@@ -41,7 +41,6 @@ RowEnvelope::RowEnvelope(int width)
       starts_(new std::uint32_t[static_cast<std::size_t>(width)]) {}
 
 void RowEnvelope::squaredDistances(std::uint32_t const* g, std::uint32_t* distances) {
-  if (width_ < 1) return;
   std::uint32_t* const s = sites_.get();
   std::uint32_t* const t = starts_.get();
   auto const width = static_cast<std::uint32_t>(width_);

@@ -31,7 +31,8 @@ class RowEnvelope {
   /// Throws `std::bad_alloc`, for a negative width `std::bad_array_new_length`.
   explicit RowEnvelope(int width);
 
-  /// distances[u] = min over s of columnDistances[s] + (u − s)², all unsigned 32-bit.
+  /// distances[u] = min over s of columnDistances[s] + (u − s)², all unsigned 32-bit. The width is at
+  /// least 1.
   void squaredDistances(std::uint32_t const* columnDistances, std::uint32_t* distances);
 
  private:

@@ -229,8 +229,8 @@ template <Transform::PlaneOrientationE Plane>
 bool takesFloats(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const& view) {
   constexpr Transform::SliceAxes axes = Transform::axesOf(Plane);
   auto const& extents = view.dataset->extents;
-  return !view.dataset->pages.empty() && view.dataset->pages[0].extents == extents &&
-         static_cast<std::uint64_t>(view.width) <= extents[axes.i] &&
+  bool const isWhole = !view.dataset->pages.empty() && view.dataset->pages[0].extents == extents;
+  return isWhole && static_cast<std::uint64_t>(view.width) <= extents[axes.i] &&
          static_cast<std::uint64_t>(view.height) <= extents[axes.j];
 }
 

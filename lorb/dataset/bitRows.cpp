@@ -75,11 +75,8 @@ HWY_INLINE std::uint64_t PackWord(bool const* flags) {
 /// and `part(word, bit, k, length)` for the words at the ends, of which `length` bits from `bit` on are.
 template <class Whole, class Part>
 HWY_INLINE void ForEachWord(std::size_t first, std::size_t count, Whole whole, Part part) {
-  std::size_t k = 0;
-  if (first % 64 != 0 && count > 0) {
-    k = std::min(64 - first % 64, count);
-    part(first / 64, first % 64, std::size_t{0}, k);
-  }
+  std::size_t k = std::min((64 - first % 64) % 64, count);
+  if (k > 0) part(first / 64, first % 64, std::size_t{0}, k);
   for (; count - k >= 64; k += 64) whole((first + k) / 64, k);
   if (k < count) part((first + k) / 64, std::size_t{0}, k, count - k);
 }

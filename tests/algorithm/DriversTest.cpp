@@ -100,6 +100,10 @@ TEST(DriversTest, SlicesWithoutVoxelsReceiveNoWrites) {
     transform.computeTwoSidedT(&input, &output, 1);
     EXPECT_EQ(transform.sqrtTable.maxIndex, 9);
   }
+  TImageDataset<float, 3> const nothing;
+  TImageDataset<float, 3> output;
+  Transform().computeTwoSidedT(&nothing, &output, 0);
+  EXPECT_TRUE(output.empty());
 }
 
 TEST(DriversTest, DatasetsWithoutTheVoxelsAskedForThrow) {
