@@ -6,8 +6,6 @@
 // After foreach_target.h, as Highway wants it.
 #include <hwy/highway.h>
 
-#include <hwy/cache_control.h>
-
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -25,8 +23,6 @@ using namespace signed_row;
 // x is of the other side.
 
 constexpr std::int32_t farAway = 0x3FFFFFFF;
-
-constexpr std::size_t cacheLine = 64;
 
 /// The squares behind a vector of counts.
 template <class D>
@@ -315,10 +311,8 @@ void WriteDistances(Row const& row, Squared const* squared, std::int32_t largest
   }
 }
 
-/// One row from counts and near sites to distances. Memory fetches the lines of the output while neighbours
-/// are searched; without that, writing waits for it, which costs a sixth of the whole.
+/// One row from counts and near sites to distances.
 void SolveRow(Row const& row, Roots& roots, float* distances) {
-  for (std::size_t i = 0; i < row.width; i += cacheLine / sizeof(float)) hwy::Prefetch(distances + i);
   if (std::size_t const farBlocks = NearPass(row); farBlocks > 0) {
     std::int32_t const largest = FarPass(row, farBlocks);
     WriteDistances(row, row.distances, largest, roots, distances);

@@ -5,6 +5,8 @@
 #include <lorb/algorithm/alignedArray.h>
 #include <lorb/algorithm/voxelRows.h>
 
+#include <hwy/cache_control.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <vector>
@@ -194,19 +196,35 @@ void leave(Transform::GenericSlice<Plane> const& view, int j, int count, SlabBuf
   }
 }
 
+/// Has memory bring the lines of floats first, first + stride, … up to `end` while something is computed that
+/// does not need memory: writing would wait for them, which costs a fifth of the whole.
+inline void fetch(float const* base, std::size_t first, std::size_t end, std::size_t stride) {
+  for (std::size_t k = first; k < end; k += stride) hwy::Prefetch(base + k);
+}
+
 template <Transform::PlaneOrientationE Plane, class Solve>
 void leave(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const& view, int j, int count,
            SlabBuffers& buffers, Solve solve) {
   float* const base = view.dataset->pages[0].data.data();
+  auto const width = static_cast<std::size_t>(view.width);
   if constexpr (Plane == Transform::planeYZ) {
-    for (int s = 0; s < count; ++s)
-      solve(s, buffers.values.data() + static_cast<std::size_t>(s) * buffers.rowLength);
-    voxel_rows::storeAcross(buffers.values.data(), buffers.rowLength, static_cast<std::size_t>(view.width),
-                            static_cast<std::size_t>(count), base + view.index(0, j),
-                            view.dataset->pages[0].extents[0]);
+    std::size_t const stride = view.dataset->pages[0].extents[0];
+    float* const target = base + view.index(0, j);
+    auto const across = static_cast<std::size_t>(count);
+    std::size_t const share = (width + across - 1) / across;
+    for (std::size_t s = 0; s < across; ++s) {
+      fetch(target, s * share * stride, std::min(width, (s + 1) * share) * stride, stride);
+      solve(static_cast<int>(s), buffers.values.data() + s * buffers.rowLength);
+    }
+    voxel_rows::storeAcross(buffers.values.data(), buffers.rowLength, width, across, target, stride);
   } else {
+    constexpr std::size_t lineLength = 16;
     auto row = view;
-    for (int s = 0; s < count; ++s, ++row.slice) solve(s, base + row.index(0, j));
+    for (int s = 0; s < count; ++s, ++row.slice) {
+      float* const target = base + row.index(0, j);
+      fetch(target, 0, width, lineLength);
+      solve(s, target);
+    }
   }
 }
 
