@@ -324,6 +324,7 @@ class DicomSeriesSource : public VolumeSource {
     });
     // Slices that are scaled each in its own way come in types of their own; a double holds them all.
     header_.type = sameScale ? typeOf(io->GetComponentType()) : typeDouble;
+    for (Slice const& slice : slices_) files.push_back(slice.file);
   }
 
   VolumeHeader const& header() const override { return header_; }

@@ -86,6 +86,7 @@ class ItkVolumeSource : public VolumeSource {
     counts_ = countsIn(*io_);
     volume_ = chosenVolume(product(counts_, 3), choice, path_);
     requireWholeFile(*io_, path_, format);
+    files = filesOf(path_, format);
   }
 
   VolumeHeader const& header() const override { return header_; }

@@ -28,6 +28,10 @@ MapPicture::MapPicture(Options const& options, VolumeSource const& source)
   if (options.previewOver && !overInput_) grey_ = openGrey(*options.previewOver, source);
 }
 
+std::vector<std::filesystem::path> MapPicture::files() const {
+  return grey_ ? grey_->files : std::vector<std::filesystem::path>();
+}
+
 std::uint64_t MapPicture::bytesPerVoxel() const {
   if (!wanted_) return 0;
   // The input's own voxels stay beside the map in any case.

@@ -7,9 +7,11 @@
 #include "tools/preview.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lorb::tools {
 
@@ -19,6 +21,9 @@ class MapPicture {
   /// Of maps of `source`, over the image that the options name. Throws `InputError` when that image has other
   /// extents.
   MapPicture(Options const& options, VolumeSource const& source);
+
+  /// All files that the image beneath is read from, beside the input.
+  std::vector<std::filesystem::path> files() const;
 
   /// Memory taken beside the map, by the image beneath.
   std::uint64_t bytesPerVoxel() const;

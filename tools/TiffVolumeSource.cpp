@@ -106,6 +106,7 @@ double spacingOf(TIFF* file, std::uint32_t tag) {
 class TiffVolumeSource : public VolumeSource {
  public:
   explicit TiffVolumeSource(std::filesystem::path path) : path_(std::move(path)) {
+    files = {path_};
     std::error_code error;
     length_ = std::filesystem::file_size(path_, error);
     Complaints const complaints;

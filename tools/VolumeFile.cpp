@@ -3,7 +3,6 @@
 #include "tools/DicomSeries.h"
 #include "tools/ItkVolumeSource.h"
 #include "tools/ItkVolumeWriter.h"
-#include "tools/StagingFolder.h"
 #include "tools/TiffVolumeSource.h"
 #include "tools/errors.h"
 #include "tools/standardStreams.h"
@@ -43,33 +42,17 @@ void writeAs(FileFormat format, Volume const& volume, fs::path const& path) {
   writeItkVolume(volume, path, format);
 }
 
-void requireWritten(Volume const& volume, fs::path const& staged, fs::path const& target) try {
-  Volume const written = readVolume(staged);
+void requireWritten(Volume const& volume, StagedFile const& file) try {
+  Volume const written = readVolume(file.path);
   if (!equalVoxels(*written.voxels, *volume.voxels)) {
-    throw OutputError("output " + target.string() + ": the written voxels are not the computed ones");
+    throw OutputError("output " + file.target.string() + ": the written voxels are not the computed ones");
   }
   if (!samePlace(volume.geometry, written.geometry, extentsOf(*volume.voxels))) {
-    throw OutputError("output " + target.string() + ": " + nameOf(*formatOf(staged)) +
+    throw OutputError("output " + file.target.string() + ": " + nameOf(*formatOf(file.path)) +
                       " can't hold the volume's origin, spacing and direction; expected another format");
   }
 } catch (InputError const&) {
-  throw OutputError("output " + target.string() + ": could not be written in full; is the disk full?");
-}
-
-void writeStaged(Volume const& volume, fs::path const& staged, fs::path const& target) {
-  try {
-    writeAs(*formatOf(staged), volume, staged);
-  } catch (OutputError const& error) {
-    throw OutputError("output " + target.string() + ": " + error.what());
-  }
-  requireWritten(volume, staged, target);
-}
-
-void writeToStandardOutput(Volume const& volume) {
-  StagingFolder const staging(fs::temp_directory_path() / "map.nrrd");
-  fs::path const staged = staging.path() / "map.nrrd";
-  writeStaged(volume, staged, "-");
-  copyToStandardOutput(staged);
+  throw OutputError("output " + file.target.string() + ": could not be written in full; is the disk full?");
 }
 
 }  // namespace
@@ -98,42 +81,28 @@ Volume readVolume(fs::path const& path, InputChoice const& choice) {
   return volume;
 }
 
-void requireTarget(fs::path const& target, bool replace, std::optional<fs::path> const& input) {
-  if (isStandardStream(target)) return;
+void requireWritableName(fs::path const& target) {
   auto const format = formatOf(target);
-  if (!format || !isWritable(*format)) {
-    throw OutputError("output " + target.string() + ": " +
-                      (format ? nameOf(*format) + " files are not written" : "unknown extension") +
-                      "; expected one of " + writableExtensions());
-  }
-  requireFileTarget(target, replace, input);
+  if (isStandardStream(target) || (format && isWritable(*format))) return;
+  throw OutputError("output " + target.string() + ": " +
+                    (format ? nameOf(*format) + " files are not written" : "unknown extension") +
+                    "; expected one of " + writableExtensions());
 }
 
-void requireFileTarget(fs::path const& target, bool replace, std::optional<fs::path> const& input) {
-  std::error_code error;
-  if (fs::is_directory(target, error)) {
-    throw OutputError("output " + target.string() + ": is a folder; expected a file name");
+void writeVolume(Volume const& volume, StagedFile const& file) {
+  try {
+    writeAs(*formatOf(file.path), volume, file.path);
+  } catch (OutputError const& error) {
+    throw OutputError("output " + file.target.string() + ": " + error.what());
   }
-  fs::path const folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-  if (!fs::is_directory(folder, error)) {
-    throw OutputError("output " + target.string() + ": there is no folder " + folder.string());
-  }
-  if (input && fs::equivalent(*input, target, error)) {
-    throw OutputError("output " + target.string() + ": is the input; expected another file");
-  }
-  if (!replace && fs::exists(target, error)) {
-    throw OutputError("output " + target.string() + ": exists; expected a new name or --force");
-  }
+  requireWritten(volume, file);
 }
 
 void writeVolume(Volume const& volume, fs::path const& target, bool replace) {
-  requireTarget(target, replace);
-  if (isStandardStream(target)) return writeToStandardOutput(volume);
-  StagingFolder const staging(target);
-  fs::path const staged = staging.path() / ("map" + oneFileExtensionOf(target));
-  writeStaged(volume, staged, target);
-  requireTarget(target, replace);  // somebody else may have written it meanwhile
-  staging.moveToTarget(staged);
+  requireWritableName(target);
+  Targets targets(replace);
+  writeVolume(volume, targets.add(target));
+  targets.putInPlace();
 }
 
 }  // namespace lorb::tools

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/FileFormat.h"
+#include "tools/Targets.h"
 #include "tools/VolumeSource.h"
 
 #include <filesystem>
@@ -20,22 +21,15 @@ std::unique_ptr<VolumeSource> openVolume(std::filesystem::path const& path, Inpu
 /// The whole of such a volume, read.
 Volume readVolume(std::filesystem::path const& path, InputChoice const& choice = {});
 
-/// Throws `OutputError` when it is plain before any work that `writeVolume` would fail: the extension is
-/// unknown, there is no such folder, the target is a folder, or it exists and `replace` is false; or when
-/// the target is `input` itself, which is never replaced.
-void requireTarget(std::filesystem::path const& target, bool replace,
-                   std::optional<std::filesystem::path> const& input = std::nullopt);
+/// Throws `OutputError` unless volumes are written in files of this name.
+void requireWritableName(std::filesystem::path const& target);
 
-/// The same for a target of any name, which is no volume.
-void requireFileTarget(std::filesystem::path const& target, bool replace,
-                       std::optional<std::filesystem::path> const& input = std::nullopt);
+/// Writes the volume, reads it back and compares it, since not every writer notices a full disk or a geometry
+/// that its format can't hold. The result is one file also with the extensions .mhd and .nhdr, whose data is
+/// otherwise often put in a second one. Throws `OutputError`.
+void writeVolume(Volume const& volume, StagedFile const& file);
 
-/// Writes the volume into a folder beside the target, reads it back and compares it, since not every
-/// writer notices a full disk or a geometry that its format can't hold, and moves it to the target in
-/// one step. The result is one file also with the extensions .mhd and .nhdr, whose data is otherwise
-/// often put in a second one. Throws `OutputError`; the target is then as it was.
-///
-/// The target "-" is standard output, which takes NRRD data.
+/// The same for a run of one target, put in place at once.
 void writeVolume(Volume const& volume, std::filesystem::path const& target, bool replace);
 
 }  // namespace lorb::tools

@@ -51,6 +51,9 @@ class VolumeSource {
 
   /// What a person should know about how the volume was put together, a line each.
   std::vector<std::string> notices;
+
+  /// All files that the volume is read from.
+  std::vector<std::filesystem::path> files;
 };
 
 /// Throws `InputError` unless origin, spacing and direction are finite and the spacing is above 0.

@@ -157,6 +157,7 @@ void place(vtkImageData& image, Geometry const& geometry) {
 class VtiVolumeSource : public VolumeSource {
  public:
   explicit VtiVolumeSource(fs::path path) : path_(std::move(path)) {
+    files = {path_};
     SilencedStreams const silenced;
     Messages const messages;
     if (reader_->CanReadFile(path_.c_str()) == 0) {

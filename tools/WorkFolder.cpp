@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <mutex>
 #include <set>
 #include <string>
 #include <system_error>
@@ -84,6 +83,15 @@ void WorkFolder::removeAllForGood() {
       if (!error) break;
     }
   }
+}
+
+std::unique_lock<std::mutex> WorkFolder::holdAll() {
+  return std::unique_lock(mutex);
+}
+
+fs::path temporaryRoot() {
+  char const* const name = getenv("TMPDIR");
+  return name == nullptr || *name == '\0' ? "/tmp" : name;
 }
 
 }  // namespace lorb::tools

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <mutex>
 
 namespace lorb::tools {
 
@@ -22,9 +23,15 @@ class WorkFolder {
   /// is to end at once, from whichever thread. Callers that make or remove one afterwards wait forever.
   static void removeAllForGood();
 
+  /// Keeps them from being removed, and new ones from being made, while the lock is held.
+  static std::unique_lock<std::mutex> holdAll();
+
  private:
   std::filesystem::path path_;
   int lock_;
 };
+
+/// Where the system keeps temporary files, whether there is such a folder or not.
+std::filesystem::path temporaryRoot();
 
 }  // namespace lorb::tools

@@ -1,6 +1,5 @@
 #include "tools/preview.h"
 
-#include "tools/StagingFolder.h"
 #include "tools/previewPicture.h"
 
 #include <algorithm>
@@ -125,19 +124,6 @@ void Preview::add(DistanceMap const& map, ImageDataset const* grey, std::uint64_
 std::string Preview::png() const {
   return drawPicture({slices_, maps_, greys_, orientation_, settings_.unit},
                      layoutOf(slices_.size(), orientation_, extents_, settings_.spacing));
-}
-
-void drawPreview(DistanceMap const& map, ImageDataset const* grey, PreviewSettings const& settings,
-                 std::filesystem::path const& path) {
-  PreviewSettings spaced = settings;
-  if (!spaced.among) spaced.among = boundedSlices(map, settings.choice.plane);
-  Preview preview(extentsOf(map), spaced);
-  preview.add(map, grey);
-  writePicture(preview.png(), path);
-}
-
-void writePicture(std::string const& png, std::filesystem::path const& path) {
-  replaceFile(path, png);
 }
 
 }  // namespace lorb::tools

@@ -7,7 +7,6 @@
 #include "tools/sliceOrientation.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -82,15 +81,5 @@ class Preview {
   std::vector<std::uint64_t> slices_;
   std::vector<SliceGrid> maps_, greys_;
 };
-
-/// Writes the picture of a whole map, through a folder beside `path`, and puts it in place in one step,
-/// replacing what is there. Unless the settings say otherwise, the slices shown are spaced among those that
-/// have a boundary. Throws `OutputError` when writing fails; the old file is then as it was. Otherwise as
-/// `Preview`.
-void drawPreview(DistanceMap const& map, ImageDataset const* grey, PreviewSettings const& settings,
-                 std::filesystem::path const& path);
-
-/// The same for a picture that is already made.
-void writePicture(std::string const& png, std::filesystem::path const& path);
 
 }  // namespace lorb::tools

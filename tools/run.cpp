@@ -5,6 +5,7 @@
 #include "tools/Progress.h"
 #include "tools/Report.h"
 #include "tools/Stopwatch.h"
+#include "tools/Targets.h"
 #include "tools/VolumeFile.h"
 #include "tools/errors.h"
 #include "tools/makeMap.h"
@@ -16,10 +17,12 @@
 
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace lorb::tools {
 namespace fs = std::filesystem;
@@ -96,16 +99,23 @@ std::uint64_t slicesAtATime(Options const& options, VolumeSource const& source, 
   return std::min(slices, shape.count);
 }
 
+struct MapFiles {
+  StagedFile map;
+  std::optional<StagedFile> picture;
+};
+
 /// One run of the tool, from options to report.
 class Run {
  public:
   Run(Options const& options, std::ostream& warnings)
-      : options_(options), warnings_(warnings), report_{options_, {}, {}, 0, {}, {}, 0.0} {}
+      : options_(options), warnings_(warnings), targets_(options.force), report_{options_, {}, {}, 0,
+                                                                                 {},       {}, 0.0} {}
 
   Report const& report() const { return report_; }
 
-  void makeMaps() {
-    requireTargets();
+  /// Makes all files and puts them in place.
+  void makeFiles() {
+    addTargets();
     Stopwatch total, watch;
     auto const source = openInput(options_);
     for (std::string const& notice : source->notices) warn(notice);
@@ -113,6 +123,8 @@ class Run {
     options_.map.voxelLength = voxelLength(options_, report_.header);
     requireComputableSlices();
     MapPicture picture(options_, *source);
+    targets_.protect(source->files);
+    targets_.protect(picture.files());
     report_.slicesAtATime = slicesAtATime(options_, *source, picture.bytesPerVoxel());
     report_.phases.open = watch.lap();
 
@@ -121,8 +133,11 @@ class Run {
     std::uint64_t const slices =
         options_.map.choice.slice ? 1 : sliceShape(report_.header.extents, options_.map.choice.plane).count;
     Progress progress(slices * report_.maps.size(), options_.quiet ? Progress::Show() : terminalShow());
-    for (MapReport& map : report_.maps) make(map, slabs, progress, picture);
+    for (std::size_t k = 0; k < files_.size(); ++k)
+      make(files_[k], report_.maps[k], slabs, progress, picture);
     report_.totalSeconds = total.lap();
+    if (json_) writeContent(*json_, jsonText(report_));
+    targets_.putInPlace();
   }
 
  private:
@@ -131,16 +146,19 @@ class Run {
     warnings_ << "lorb-distance: warning: " << line << "\n";
   }
 
-  void requireTargets() const {
-    if (!options_.eachLabel) requireTarget(options_.output, options_.force, options_.input);
-    if (options_.eachLabel) requireTarget(options_.output, true);  // its name alone; the maps have others
-    if (options_.preview && !options_.eachLabel) requirePicture(*options_.preview);
-    if (options_.json && !isStandardStream(*options_.json)) {
-      requireFileTarget(*options_.json, options_.force, options_.input);
-    }
+  /// All but those whose names are known when the input's labels are.
+  void addTargets() {
+    if (options_.input) targets_.protect({*options_.input});
+    requireWritableName(options_.output);
+    if (!options_.eachLabel) files_.push_back(filesOf(options_.output, options_.preview));
+    if (options_.json) json_ = targets_.add(*options_.json);
   }
 
-  void requirePicture(fs::path const& path) const { requireFileTarget(path, options_.force, options_.input); }
+  MapFiles filesOf(fs::path const& map, std::optional<fs::path> const& picture) {
+    MapFiles files = {targets_.add(map), std::nullopt};
+    if (picture) files.picture = targets_.add(*picture);
+    return files;
+  }
 
   void requireComputableSlices() const try {
     requireComputable(report_.header.extents, options_.map.choice);
@@ -157,12 +175,9 @@ class Run {
       ObjectRule rule = options_.rule;
       rule.values = {label};
       fs::path const path = withLabel(options_.output, label);
-      requireTarget(path, options_.force, options_.input);
       std::optional<fs::path> picture;
-      if (options_.preview) {
-        picture = withLabel(*options_.preview, label);
-        requirePicture(*picture);
-      }
+      if (options_.preview) picture = withLabel(*options_.preview, label);
+      files_.push_back(filesOf(path, picture));
       report_.maps.push_back({path, picture, label, rule, {}});
     }
   }
@@ -175,32 +190,24 @@ class Run {
     throw InputError(nameOfInput(options_) + ": " + error.what());
   }
 
-  void make(MapReport& map, Slabs& slabs, Progress& progress, MapPicture& picture) {
-    MapWriter writer(map.path, options_.force, report_.header, slabs.count() > 1);
+  void make(MapFiles const& files, MapReport& map, Slabs& slabs, Progress& progress, MapPicture& picture) {
+    MapWriter writer(files.map, report_.header, slabs.count() > 1);
     map.summary = makeMap(
         slabs, map.rule, options_.map, writer, report_.phases,
         [&](std::uint64_t slices) { progress.advance(slices); }, picture.viewer(slabs));
     writer.finish();
-    if (map.picture) writePicture(picture.png(), *map.picture);
+    if (files.picture) writeContent(*files.picture, picture.png());
     report_.header.type = slabs.type();
     if (auto const emptiness = emptinessOf(map, report_)) warn(*emptiness);
   }
 
   Options options_;
   std::ostream& warnings_;
+  Targets targets_;
+  std::vector<MapFiles> files_;  ///< of each map in the report
+  std::optional<StagedFile> json_;
   Report report_;
 };
-
-void writeJson(Report const& report, std::ostream& out) {
-  auto const& target = report.options.json;
-  if (!target) return;
-  if (isStandardStream(*target)) {
-    out << jsonText(report) << std::flush;
-    if (!out) throw OutputError("output -: the report could not be written to standard output");
-    return;
-  }
-  replaceFile(*target, jsonText(report));
-}
 
 void runSelfTest(std::ostream& report) {
   SelfTestResult const result = selfTest();
@@ -213,8 +220,7 @@ void runSelfTest(std::ostream& report) {
 void run(Options const& options, std::ostream& report, std::ostream& warnings) {
   if (options.selfTest) return runSelfTest(report);
   Run run(options, warnings);
-  run.makeMaps();
-  writeJson(run.report(), report);
+  run.makeFiles();
   if (options.quiet) return;
   bool const taken = isStandardStream(options.output) || (options.json && isStandardStream(*options.json));
   tell(taken ? warnings : report, run.report());

@@ -56,9 +56,9 @@ void writeOutput(char const* bytes, std::size_t count) {
 }
 
 std::unique_ptr<WorkFolder> temporaryFolder() try {
-  return std::make_unique<WorkFolder>(fs::temp_directory_path());
+  return std::make_unique<WorkFolder>(temporaryRoot());
 } catch (std::system_error const& error) {
-  throw InputError("input -: can't be kept in a temporary folder: " + error.code().message());
+  refuseInput("-", "can't be kept in folder " + temporaryRoot().string() + ": " + error.code().message());
 }
 
 /// A source that keeps the file which it reads.
@@ -92,9 +92,9 @@ std::unique_ptr<VolumeSource> openStandardInput(InputChoice const& choice) {
   std::ofstream file(path, std::ios::binary);
   for (; count > 0; count = readInput(block)) file.write(block.data(), static_cast<std::streamsize>(count));
   file.close();
-  if (!file)
-    throw InputError("input -: has no room in " + fs::temp_directory_path().string() +
-                     "; expected a file or another TMPDIR");
+  if (!file) {
+    refuseInput("-", "has no room in " + temporaryRoot().string() + "; expected a file or another TMPDIR");
+  }
   auto source = openItkVolume(path, kind->format, choice);
   return std::make_unique<SpooledSource>(std::move(folder), std::move(source));
 }

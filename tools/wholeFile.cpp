@@ -57,6 +57,13 @@ void requireBytes(ImageData const& data, std::uint64_t expected, fs::path const&
   }
 }
 
+/// Where a MetaImage or NRRD file keeps its voxels.
+ImageData dataOf(fs::path const& path, FileFormat format) {
+  auto const data = format == FileFormat::nrrd ? nrrdData(path) : metaImageData(path);
+  if (!data) refuseInput(path, "keeps its voxels in several files; expected one");
+  return *data;
+}
+
 /// Numbers as text take a digit and a separator at the least.
 void requireText(fs::path const& path, std::uint64_t voxels) {
   std::error_code error;
@@ -86,9 +93,8 @@ void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileForm
     }
     case FileFormat::metaImage:
     case FileFormat::nrrd: {
-      auto const data = format == FileFormat::nrrd ? nrrdData(path) : metaImageData(path);
-      if (!data) refuseInput(path, "keeps its voxels in several files; expected one");
-      if (data->plain) requireBytes(*data, bytes, path);
+      ImageData const data = dataOf(path, format);
+      if (data.plain) requireBytes(data, bytes, path);
       return;
     }
     case FileFormat::vtk:
@@ -99,6 +105,12 @@ void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileForm
     case FileFormat::vti:
       return;  // their readers notice
   }
+}
+
+std::vector<fs::path> filesOf(fs::path const& path, FileFormat format) {
+  bool const mayBeTwo = format == FileFormat::metaImage || format == FileFormat::nrrd;
+  if (!mayBeTwo) return {path};
+  return {path, dataOf(path, format).file};
 }
 
 }  // namespace lorb::tools

@@ -7,6 +7,7 @@
 #include <itkImageIOBase.h>
 
 #include <filesystem>
+#include <vector>
 
 namespace lorb::tools {
 
@@ -17,5 +18,8 @@ void requireSaneHeader(std::filesystem::path const& path, FileFormat format);
 /// Throws `InputError` when the data behind the header that `io` has read is shorter than the header says, or
 /// is compressed and damaged, neither of which ITK notices. Linear in the file where that is compressed.
 void requireWholeFile(itk::ImageIOBase const& io, std::filesystem::path const& path, FileFormat format);
+
+/// The files that such a file is read from: itself, and the one that its header names for the voxels.
+std::vector<std::filesystem::path> filesOf(std::filesystem::path const& path, FileFormat format);
 
 }  // namespace lorb::tools

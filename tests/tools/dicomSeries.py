@@ -109,6 +109,12 @@ def main(path):
         with open(os.path.join(whole.folder, "notes.txt"), "w") as notes:
             notes.write("nothing of interest")
 
+        # A slice of the series is never replaced, nor is any map made then.
+        replaced = subprocess.run([path, whole.folder, "-o", os.path.join(folder, "new.mha"), "--json",
+                                   os.path.join(whole.folder, "IM2"), "--force"], capture_output=True, text=True)
+        assert replaced.returncode == 4 and "IM2: is the input or a part of it" in replaced.stderr, replaced
+        assert not os.path.exists(os.path.join(folder, "new.mha"))
+
         # Of two series the largest is taken, and the other on demand.
         other = Series(whole.folder, "1.2.3.5", 4)
         other.names = [f"other{k}" for k in range(4)]

@@ -51,11 +51,13 @@ MapSummary makeInSlabs(std::filesystem::path const& target, MapSettings const& s
                        SlicesDone const& done = {}) {
   CountedSource source;
   Slabs slabs(source, settings.choice.plane, slices, false);
-  MapWriter writer(target, true, source.header(), slabs.count() > 1);
+  Targets targets(true);
+  MapWriter writer(targets.add(target), source.header(), slabs.count() > 1);
   Phases phases;
   MapSummary const summary = makeMap(slabs, {}, settings, writer, phases, done);
   EXPECT_EQ(source.reads, int(slabs.count()));
   writer.finish();
+  targets.putInPlace();
   return summary;
 }
 
@@ -90,12 +92,13 @@ TEST_P(SlabBySlab, TheMapIsThatOfTheWhole) {
   EXPECT_EQ(folder.names(), (std::set<std::string>{"slabs.mha", "whole.mha"}));
 }
 
-TEST(MapWriter, LeavesTheTargetAloneUntilItIsFinished) {
+TEST(MapWriter, LeavesTheTargetAlone) {
   TemporaryFolder const folder;
   writeContent(folder / "a.mha", "older");
   {
     CountedSource source;
-    MapWriter writer(folder / "a.mha", true, source.header(), true);
+    Targets targets(true);
+    MapWriter writer(targets.add(folder / "a.mha"), source.header(), true);
     Region const region = slabRegion(source.header().extents, Transform::planeXY, 0, 2);
     writer.write(DistanceMap(region.size), region);
     EXPECT_EQ(contentOf(folder / "a.mha"), "older");

@@ -254,29 +254,5 @@ TEST(Preview, RefusesWhatDoesNotFit) {
   EXPECT_THROW(preview.add(halves({8, 8, 4}), &grey), std::invalid_argument);
 }
 
-TEST(DrawPreview, ReplacesTheFileAndLeavesNothingElse) {
-  TemporaryFolder const folder;
-  writeContent(folder / "map.png", "old");
-  drawPreview(halves(), nullptr, {}, folder / "map.png");
-  EXPECT_EQ(contentOf(folder / "map.png"), pngOf(halves()));
-  EXPECT_EQ(folder.names(), (std::set<std::string>{"map.png"}));
-}
-
-TEST(DrawPreview, ShowsTheObjectsSlices) {
-  TemporaryFolder const folder;
-  DistanceMap const map =
-      mapOf({8, 8, 50}, [](std::uint64_t x, auto, std::uint64_t z) { return x < 4 && z >= 40 && z < 43; });
-  drawPreview(map, nullptr, {}, folder / "map.png");
-  EXPECT_EQ(contentOf(folder / "map.png"), pngOf(map, {.among = SliceRange{40, 43}}));
-}
-
-TEST(DrawPreview, SaysWhyItCannotWrite) {
-  TemporaryFolder const folder;
-  EXPECT_THROW(drawPreview(halves(), nullptr, {}, folder / "none" / "map.png"), OutputError);
-  std::filesystem::create_directory(folder / "map.png");
-  EXPECT_THROW(drawPreview(halves(), nullptr, {}, folder / "map.png"), OutputError);
-  EXPECT_EQ(folder.names(), (std::set<std::string>{"map.png"}));
-}
-
 }  // namespace
 }  // namespace lorb::tools

@@ -7,13 +7,18 @@
 #include "tools/distanceMap.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <map>
 #include <memory>
+#include <optional>
 #include <set>
+#include <system_error>
 #include <utility>
 
 namespace lorb::tools {
@@ -26,14 +31,33 @@ struct Outcome {
   std::string out, err;
 };
 
-/// Runs the tool in `folder` with the given arguments, as the shell reads them. `before` is a shell command.
-Outcome runTool(fs::path const& folder, std::string const& arguments, std::string const& before = "true") {
+/// Runs the tool in `folder` with the given arguments, as the shell reads them. `before` is a shell command,
+/// `by` one that runs what follows it.
+Outcome runTool(fs::path const& folder, std::string const& arguments, std::string const& before = "true",
+                std::string const& by = "") {
   TemporaryFolder const prints;
   std::string const command = "cd '" + folder.string() + "' && " + before + " && >'" +
-                              (prints / "out").string() + "' 2>'" + (prints / "err").string() +
-                              "' '" LORB_DISTANCE "' " + arguments;
+                              (prints / "out").string() + "' 2>'" + (prints / "err").string() + "' " + by +
+                              " '" LORB_DISTANCE "' " + arguments;
   int const status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(prints / "out"), contentOf(prints / "err")};
+}
+
+/// What runs a command as somebody whom permissions bind; nothing when there is no such way.
+std::optional<std::string> byNobody() {
+  std::string const command = geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups" : "";
+  bool const works = std::system((command + " '" LORB_DISTANCE "' --version >/dev/null 2>&1").c_str()) == 0;
+  return works ? std::optional(command) : std::nullopt;
+}
+
+/// All files of a folder and what they hold.
+std::map<std::string, std::string> contentsOf(TemporaryFolder const& folder) {
+  std::map<std::string, std::string> contents;
+  for (std::string const& name : folder.names()) {
+    std::error_code ignored;  // of links that lead nowhere
+    contents[name] = fs::is_regular_file(folder / name, ignored) ? contentOf(folder / name) : "";
+  }
+  return contents;
 }
 
 /// A folder with a good volume and several bad ones.
@@ -53,6 +77,17 @@ class Tool : public testing::Test {
         "ObjectType = Image\nNDims = 4\nBinaryData = True\nDimSize = 2 2 2 2\nElementType = MET_UCHAR\n"
         "ElementDataFile = LOCAL\n0123456789abcdef");
     fs::create_directory(folder / "inner.mha");
+    mkfifo((folder / "pipe").c_str(), 0600);
+    fs::create_symlink("pipe", folder / "toPipe");
+    fs::create_symlink("loop.mha", folder / "loop.mha");
+    writeContent(
+        folder / "detached.mhd",
+        "ObjectType = Image\nNDims = 3\nBinaryData = True\nDimSize = 1 1 3\nElementType = MET_UCHAR\n"
+        "ElementDataFile = detached.raw\n");
+    writeContent(
+        folder / "detached.nhdr",
+        "NRRD0004\ntype: uchar\ndimension: 3\nsizes: 1 1 3\nencoding: raw\ndata file: detached.raw\n");
+    writeContent(folder / "detached.raw", "abc");
     auto const metaImage = [&](char const* name, std::string const& fields, std::string const& data) {
       writeContent(folder / name, "ObjectType = Image\nNDims = 3\nBinaryData = True\n" + fields +
                                       "\nElementDataFile = LOCAL\n" + data);
@@ -150,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"SliceBeyondInYZ", "good.nii.gz -o a.mha --plane yz --slice 20", 3, "expected 0 to 19"},
         BadCase{"MissingInput", "none.nii -o a.mha", 3, "none.nii: no such file"},
         BadCase{"FolderAsInput", "inner.mha -o a.mha", 3, "inner.mha: is a folder"},
-        BadCase{"DeviceAsInput", "/dev/null -o a.mha", 3, "/dev/null: is no regular file"},
+        BadCase{"PipeAsInput", "pipe -o a.mha", 3, "pipe: is no regular file"},
         BadCase{"EmptyInput", "empty.nii -o a.mha", 3, "empty.nii: is empty"},
         BadCase{"CutInput", "cut.nii.gz -o a.mha", 3, "cut.nii.gz: is damaged or incomplete"},
         BadCase{"UnknownInputExtension", "notes.txt -o a.mha", 3,
@@ -159,27 +194,36 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"FourDimensions", "four.mha -o a.mha", 3, "four.mha: holds 2 volumes; expected --volume K"},
         BadCase{"UnknownOutputExtension", "good.nii.gz -o a.jpg", 4,
                 "a.jpg: unknown extension; expected one of"},
-        BadCase{"NoOutputFolder", "good.nii.gz -o none/a.mha", 4, "no folder none"},
-        BadCase{"FileAsOutputFolder", "good.nii.gz -o notes.txt/a.mha", 4, "no folder notes.txt"},
-        BadCase{"UnwritableFolder", "good.nii.gz -o /proc/a.mha", 4, "can't write in folder /proc"},
+        BadCase{"NoOutputFolder", "good.nii.gz -o none/a.mha", 4, "can't write in folder none: No such file"},
+        BadCase{"FileAsOutputFolder", "good.nii.gz -o notes.txt/a.mha", 4, "notes.txt: Not a directory"},
         BadCase{"FolderAsOutput", "good.nii.gz -o inner.mha --force", 4, "inner.mha: is a folder"},
         BadCase{"ExistingOutput", "good.nii.gz -o old.mha", 4,
                 "old.mha: exists; expected a new name or --force"},
-        BadCase{"OutputIsInput", "good.nii.gz -o ./good.nii.gz --force", 4, "is the input"}),
+        BadCase{"OutputIsInput", "good.nii.gz -o ./good.nii.gz --force", 4, "is the input"},
+        BadCase{"ReportIsMap", "good.nii.gz -o a.mha --json ./a.mha", 4, "./a.mha: is written twice"},
+        BadCase{"ReportIsPicture", "good.nii.gz -o a.mha --preview p.png --json p.png --force", 4,
+                "p.png: is written twice"},
+        BadCase{"ReportIsPipe", "good.nii.gz -o a.mha --json pipe --force", 4,
+                "pipe: is no regular file; expected a file name or -"},
+        BadCase{"ReportIsLinkToPipe", "good.nii.gz -o a.mha --json toPipe --force", 4, "is no regular file"},
+        BadCase{"LinkToItself", "good.nii.gz -o loop.mha --force", 4, "is a link that leads nowhere"},
+        BadCase{"ReportIsDataOfMetaImage", "detached.mhd -o a.mha --json detached.raw --force", 4,
+                "detached.raw: is the input or a part of it; expected another file"},
+        BadCase{"MapIsDataOfNrrd", "detached.nhdr -o a.mha --json ./detached.raw --force", 4, "is the input"},
+        BadCase{"MapIsImageBeneath",
+                "zeros.mha -o halves.mha --preview p.png --preview-over halves.mha --force", 4,
+                "halves.mha: is the input"}),
     [](auto const& info) { return info.param.name; });
 
 TEST_P(BadCall, EndsWithOneLineAndChangesNothing) {
-  auto const namesBefore = folder.names();
-  std::string const goodBefore = contentOf(folder / "good.nii.gz");
+  auto const before = contentsOf(folder);
   Outcome const outcome = runTool(folder.path(), GetParam().arguments);
   EXPECT_EQ(outcome.exitCode, GetParam().exitCode);
   EXPECT_EQ(outcome.out, "");
   EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
   EXPECT_TRUE(outcome.err.starts_with("lorb-distance: ")) << outcome.err;
   EXPECT_NE(outcome.err.find(GetParam().says), std::string::npos) << outcome.err;
-  EXPECT_EQ(folder.names(), namesBefore);
-  EXPECT_EQ(contentOf(folder / "good.nii.gz"), goodBefore);
-  EXPECT_EQ(contentOf(folder / "old.mha"), "an older map");
+  EXPECT_TRUE(contentsOf(folder) == before) << "files have changed";
 }
 
 class FullDisk : public Tool, public testing::WithParamInterface<std::string> {};
@@ -227,6 +271,41 @@ TEST_F(Tool, FollowsALinkToTheFileThatItReplaces) {
   EXPECT_EQ(runTool(folder.path(), "good.nii.gz -o link.mha --force").exitCode, 0);
   EXPECT_TRUE(fs::is_symlink(folder / "link.mha"));
   EXPECT_EQ(readVolume(folder / "old.mha").voxels->type_id(), typeFloat);
+}
+
+TEST_F(Tool, MakesTheFileThatALinkPromises) {
+  fs::create_symlink("new.mha", folder / "link.mha");
+  EXPECT_EQ(runTool(folder.path(), "good.nii.gz -o link.mha --force").exitCode, 0);
+  EXPECT_TRUE(fs::is_symlink(folder / "link.mha"));
+  EXPECT_EQ(readVolume(folder / "new.mha").voxels->type_id(), typeFloat);
+}
+
+TEST_F(Tool, LeavesWhatSomebodyElseMakesMeanwhile) {
+  auto const before = contentsOf(folder);
+  Outcome const outcome = runTool(folder.path(), "- -o a.mha --json late.json <pipe",
+                                  "{ (exec 3>pipe; until ls -d .lorb-distance-*; do sleep 0.01; done;"
+                                  " echo mine >late.json; cat good.nii.gz >&3) >/dev/null 2>&1 & }");
+  EXPECT_EQ(outcome.exitCode, 4);
+  EXPECT_NE(outcome.err.find("late.json: exists; expected a new name or --force"), std::string::npos);
+  auto after = contentsOf(folder);
+  EXPECT_EQ(after["late.json"], "mine\n");
+  after.erase("late.json");
+  EXPECT_TRUE(after == before) << "files have changed";
+}
+
+TEST_F(Tool, ReplacesNothingWhenOneFileCannotBeWritten) {
+  auto const byUser = byNobody();
+  if (!byUser) GTEST_SKIP() << "nobody can't run it";
+  fs::permissions(folder.path(), fs::perms::all);
+  fs::create_directory(folder / "locked");
+  fs::permissions(folder / "locked", fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_exec);
+  auto const before = contentsOf(folder);
+  for (std::string const file : {"--json locked/r.json", "--preview locked/p.png"}) {
+    Outcome const outcome = runTool(folder.path(), "good.nii.gz -o old.mha --force " + file, "true", *byUser);
+    EXPECT_EQ(outcome.exitCode, 4);
+    EXPECT_NE(outcome.err.find("locked: Permission denied"), std::string::npos) << outcome.err;
+    EXPECT_TRUE(contentsOf(folder) == before) << "files have changed";
+  }
 }
 
 TEST_F(Tool, WarnsOfAnEmptyAndOfAFullObject) {
@@ -333,6 +412,11 @@ TEST(ToolMaps, EachLabelHasOneOfItsOwn) {
   EXPECT_EQ(again.exitCode, 4);
   EXPECT_NE(again.err.find("m--2.nii.gz: exists"), std::string::npos) << again.err;
   EXPECT_FALSE(fs::exists(folder / "m--3.nii.gz")) << "nothing is written when one can't be";
+  auto const before = contentsOf(folder);
+  Outcome const twice = runTool(folder.path(), "labels.nrrd --each-label -o m.mha --json m-1.mha --force");
+  EXPECT_EQ(twice.exitCode, 4);
+  EXPECT_NE(twice.err.find("m-1.mha: is written twice"), std::string::npos) << twice.err;
+  EXPECT_TRUE(contentsOf(folder) == before) << "files have changed";
 }
 
 TEST(ToolMaps, MillimetresAreVoxelsTimesTheSpacing) {
