@@ -1,5 +1,6 @@
 #include "tools/DicomSeries.h"
 
+#include "tools/FileFormat.h"
 #include "tools/ItkVolumeSource.h"
 #include "tools/SilencedStreams.h"
 #include "tools/crashFence.h"
@@ -9,13 +10,16 @@
 
 #include <lorb/dataset/dump.h>
 
+#include <gdcmMediaStorage.h>
 #include <gdcmScanner.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <fstream>
 #include <map>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -37,7 +41,7 @@ namespace tag {
 gdcm::Tag const series(0x0020, 0x000e), description(0x0008, 0x103e), modality(0x0008, 0x0060),
     position(0x0020, 0x0032), orientation(0x0020, 0x0037), rows(0x0028, 0x0010), columns(0x0028, 0x0011),
     frames(0x0028, 0x0008), bits(0x0028, 0x0100), sign(0x0028, 0x0103), intercept(0x0028, 0x1052),
-    slope(0x0028, 0x1053);
+    slope(0x0028, 0x1053), kind(0x0008, 0x0016);
 }
 
 /// The numbers of a value such as "1.5\-2\0".
@@ -87,32 +91,74 @@ Slice sliceIn(gdcm::Scanner const& scanner, fs::path const& file) {
   return slice;
 }
 
+struct Scan {
+  Slices slices;
+  std::vector<fs::path> damaged;  ///< what may well be slices, too
+};
+
+/// Slices have their own extension, none, or a number of a series; other files lie beside them.
+bool isNamedLikeASlice(fs::path const& file) {
+  std::string const extension = file.extension().string();
+  return extension.empty() || parseInteger(extension.substr(1)) || formatOf(file) == FileFormat::dicom;
+}
+
+/// Whether a file that the scan knows nothing of may be a slice all the same. Nobody can tell for what is
+/// empty or can't be opened, so that it may.
+bool mayBeASlice(fs::path const& file) {
+  if (file.filename().string().starts_with('.')) return false;
+  std::ifstream stream(file, std::ios::binary);
+  return !stream || stream.peek() == EOF || isNamedLikeASlice(file) || isDicomFile(file);
+}
+
+/// The same for one that the scan has read, but found no image in: reports, plans and folders' lists are
+/// none.
+bool promisesAnImage(gdcm::Scanner const& scanner, fs::path const& file) {
+  if (!scanner.IsKey(file.c_str())) return mayBeASlice(file);
+  char const* const kind = scanner.GetValue(file.c_str(), tag::kind);
+  if (kind == nullptr) return mayBeASlice(file);
+  return gdcm::MediaStorage::IsImage(gdcm::MediaStorage::GetMSType(kind));
+}
+
 /// What a scan of the files finds.
-Slices scan(std::vector<fs::path> const& files) {
+Scan scan(std::vector<fs::path> const& files) {
   SilencedStreams const silenced;
   gdcm::Scanner scanner;
   for (auto const& tag :
        {tag::series, tag::description, tag::modality, tag::position, tag::orientation, tag::rows,
-        tag::columns, tag::frames, tag::bits, tag::sign, tag::intercept, tag::slope}) {
+        tag::columns, tag::frames, tag::bits, tag::sign, tag::intercept, tag::slope, tag::kind}) {
     scanner.AddTag(tag);
   }
   scanner.Scan({files.begin(), files.end()});
-  Slices slices;
+  Scan result;
   for (fs::path const& file : files) {
     if (scanner.IsKey(file.c_str()) && scanner.GetValue(file.c_str(), tag::rows) != nullptr) {
-      slices.push_back(sliceIn(scanner, file));
+      result.slices.push_back(sliceIn(scanner, file));
+    } else if (promisesAnImage(scanner, file)) {
+      result.damaged.push_back(file);
     }
   }
-  return slices;
+  return result;
 }
 
-/// All images among the files, but for those on which GDCM fails altogether.
-Slices slicesIn(std::vector<fs::path> files) {
+/// All images among the files. Those on which GDCM fails altogether are damaged.
+Scan fencedScan(std::vector<fs::path> files) {
   auto const fatal = fatalCalls(files.size(), [&](std::size_t k) { scan({files[k]}); });
+  std::vector<fs::path> damaged;
   for (auto k = fatal.rbegin(); k != fatal.rend(); ++k) {
-    files.erase(files.begin() + static_cast<std::ptrdiff_t>(*k));
+    auto const file = files.begin() + static_cast<std::ptrdiff_t>(*k);
+    if (mayBeASlice(*file)) damaged.push_back(*file);
+    files.erase(file);
   }
-  return scan(files);
+  Scan result = scan(files);
+  result.damaged.insert(result.damaged.end(), damaged.begin(), damaged.end());
+  return result;
+}
+
+std::string whyNoSlice(fs::path const& file) {
+  errno = 0;
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) return "can't be opened: " + std::generic_category().message(errno);
+  return stream.peek() == EOF ? "is empty" : "is no DICOM image, or a damaged one";
 }
 
 /// Refuses a slice on whose pixels GDCM fails altogether.
@@ -130,11 +176,28 @@ std::vector<fs::path> filesIn(fs::path const& folder) {
   for (auto entry = fs::directory_iterator(folder, error); !error && entry != fs::directory_iterator();
        entry.increment(error)) {
     std::error_code ignored;
-    if (entry->is_regular_file(ignored)) files.push_back(entry->path());
+    auto const type = entry->status(ignored).type();
+    // A link that leads nowhere stands for a file that should be there.
+    bool const isFile = type == fs::file_type::regular || type == fs::file_type::not_found;
+    if (isFile) files.push_back(entry->path());
   }
   if (error) refuseInput(folder, "can't be listed: " + error.message());
   std::sort(files.begin(), files.end());
   return files;
+}
+
+/// All images of a folder. A series without a slice that can't be read would look like a shorter one.
+Slices slicesIn(fs::path const& folder, InputChoice const& choice, std::vector<std::string>& notices) {
+  Scan scan = fencedScan(filesIn(folder));
+  if (scan.damaged.empty()) return std::move(scan.slices);
+  fs::path const& first = scan.damaged[0];
+  std::size_t const more = scan.damaged.size() - 1;
+  std::string const line = "input " + folder.string() + ": its file " + first.filename().string() + " " +
+                           whyNoSlice(first) +
+                           (more > 0 ? ", and " + std::to_string(more) + " more can't be read either" : "");
+  if (!choice.uneven) throw InputError(line + "; expected slices alone, or --uneven to go without it");
+  notices.push_back(line);
+  return std::move(scan.slices);
 }
 
 std::string nameOfSeries(Slices const& slices) {
@@ -162,7 +225,7 @@ Slices const& largestOf(SeriesByUid const& all) {
 
 Slices chosenSeries(fs::path const& path, InputChoice const& choice, std::vector<std::string>& notices) {
   SeriesByUid all;
-  for (Slice& slice : slicesIn(filesIn(path))) all[slice.series].push_back(std::move(slice));
+  for (Slice& slice : slicesIn(path, choice, notices)) all[slice.series].push_back(std::move(slice));
   if (all.empty()) refuseInput(path, "is a folder without DICOM images; expected a file or such a folder");
   if (choice.series) {
     auto const series = all.find(*choice.series);
@@ -179,15 +242,15 @@ Slices chosenSeries(fs::path const& path, InputChoice const& choice, std::vector
 }
 
 /// The series that a file belongs to.
-Slices seriesOf(fs::path const& path, InputChoice const& choice) {
-  Slices const own = slicesIn({path});
+Slices seriesOf(fs::path const& path, InputChoice const& choice, std::vector<std::string>& notices) {
+  Slices const own = fencedScan({path}).slices;
   if (own.empty()) refuseInput(path, "is no DICOM image, or a damaged one");
   if (choice.series && own[0].series != *choice.series) {
     refuseInput(path, "belongs to series '" + own[0].series + "', not to --series '" + *choice.series + "'");
   }
   if (own[0].frames > 1 || own[0].series.empty()) return own;
   fs::path const folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-  Slices slices = slicesIn(filesIn(folder));
+  Slices slices = slicesIn(folder, choice, notices);
   std::erase_if(slices, [&](Slice const& slice) { return slice.series != own[0].series; });
   return slices.empty() ? own : slices;
 }
@@ -387,7 +450,8 @@ bool isDicomFile(fs::path const& path) {
 
 std::unique_ptr<VolumeSource> openDicomSeries(fs::path const& path, InputChoice const& choice) {
   std::vector<std::string> notices;
-  Slices slices = fs::is_directory(path) ? chosenSeries(path, choice, notices) : seriesOf(path, choice);
+  Slices slices =
+      fs::is_directory(path) ? chosenSeries(path, choice, notices) : seriesOf(path, choice, notices);
   requireReadable(slices);
   bool const alone = slices.size() == 1;
   auto source = alone ? openItkVolume(slices[0].file, FileFormat::dicom, choice)

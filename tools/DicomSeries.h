@@ -19,6 +19,10 @@ bool isDicomFile(std::filesystem::path const& path);
 /// differently or lie at the same place; when they are unevenly spaced or shifted against each other, too,
 /// unless `choice.uneven`, which makes it a notice, the spacing then being the commonest one. A file with
 /// several frames is a volume of its own.
+///
+/// Files that are empty, can't be opened, or are marked or named like DICOM files but hold no image that can
+/// be read are refused, or with `choice.uneven` passed over with a notice; files of another kind are passed
+/// over.
 std::unique_ptr<VolumeSource> openDicomSeries(std::filesystem::path const& path, InputChoice const& choice);
 
 }  // namespace lorb::tools

@@ -1,5 +1,6 @@
 """Checks what lorb-distance makes of DICOM series: usage dicomSeries.py LORB-DISTANCE."""
 
+import itertools
 import os
 import subprocess
 import sys
@@ -98,6 +99,39 @@ def check_map(image, series, inside):
     numpy.testing.assert_allclose(image.get_fdata(), brute_force(inside), rtol=1e-6)
 
 
+def check_damaged_slices(tool, folder):
+    """A damaged slice at the end makes no shorter volume, however little is left of it."""
+    series = Series(os.path.join(folder, "damaged"), "1.2.3.13", 7).write_all()
+    last = os.path.join(series.folder, series.names[6])
+    unnamed = os.path.join(series.folder, "IM6")
+    with open(last, "rb") as file:
+        whole = file.read()
+    for name in ("notes.txt", ".hidden"):
+        with open(os.path.join(series.folder, name), "w") as file:
+            file.write("nothing of interest")
+    noise = numpy.random.default_rng(1).bytes(len(whole))
+    pieces = [whole[:size] for size in (0, 100, 140, 300, 500, 800, len(whole) - 50)] + [noise]
+    for path, content in itertools.product((last, unnamed), pieces):
+        with open(path, "wb") as file:
+            file.write(content)
+        refusal = tool.refusal(series.folder)
+        assert os.path.basename(path) in refusal, (len(content), refusal)
+        os.remove(path)
+    os.symlink("nowhere", last)
+    assert "can't be opened: No such file" in tool.refusal(series.folder)
+    taken = tool.run(series.folder, "--uneven")
+    assert taken.returncode == 0 and "warning: " in taken.stderr and series.names[6] in taken.stderr, taken
+    os.remove(last)
+
+    # DICOM files that are no images belong to others.
+    report = pydicom.dcmread(os.path.join(series.folder, series.names[0]))
+    report.file_meta.MediaStorageSOPClassUID = report.SOPClassUID = pydicom.uid.BasicTextSRStorage
+    for element in ("Rows", "Columns", "PixelData"):
+        delattr(report, element)
+    report.save_as(last)
+    assert tool.run(series.folder).returncode == 0
+
+
 def main(path):
     with tempfile.TemporaryDirectory() as folder:
         tool = Tool(path, folder)
@@ -162,6 +196,8 @@ def main(path):
         with open(os.path.join(cut.folder, cut.names[3]), "r+b") as file:
             file.truncate(os.path.getsize(file.name) - 50)
         assert "incomplete: its pixel data are cut" in tool.refusal(cut.folder), tool.refusal(cut.folder)
+
+        check_damaged_slices(tool, folder)
 
         os.mkdir(os.path.join(folder, "empty"))
         assert "without DICOM images" in tool.refusal(os.path.join(folder, "empty"))
