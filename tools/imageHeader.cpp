@@ -107,8 +107,10 @@ std::optional<ImageData> metaImageData(std::filesystem::path const& path) {
   std::string const file = valueOf(fields, "ElementDataFile", "LIST");
   if (file.starts_with("LIST") || file.find('%') != std::string::npos) return std::nullopt;
   ImageData data;
-  data.compressed = isTrue(valueOf(fields, "CompressedData", "False"));
-  data.plain = isTrue(valueOf(fields, "BinaryData", "False"));
+  bool const compressed = isTrue(valueOf(fields, "CompressedData", "False"));
+  bool const binary = isTrue(valueOf(fields, "BinaryData", "False"));
+  data.coding = compressed ? Coding::compressed : binary ? Coding::plain : Coding::text;
+  if (compressed) data.compressedSize = valueOf(fields, "CompressedDataSize", "nothing");
   if (file == "LOCAL" || file == "Local" || file == "local") {
     data.file = path;
     data.offset = positionOf(header);
@@ -128,12 +130,12 @@ std::optional<ImageData> nrrdData(std::filesystem::path const& path) {
   ImageData data;
   data.file = path;
   data.offset = positionOf(header);
-  data.compressed = encoding == "gzip" || encoding == "gz";
   std::string const elsewhere = valueOf(fields, "data file", valueOf(fields, "datafile", ""));
   bool const skips = fields.count("byte skip") + fields.count("byteskip") + fields.count("line skip") +
                          fields.count("lineskip") >
                      0;
-  data.plain = (data.compressed || encoding == "raw") && !skips;
+  if (!skips && encoding == "raw") data.coding = Coding::plain;
+  if (!skips && (encoding == "gzip" || encoding == "gz")) data.coding = Coding::compressed;
   if (elsewhere.empty()) return data;
   if (elsewhere.starts_with("LIST") || elsewhere.find('%') != std::string::npos) return std::nullopt;
   data.file = path.parent_path() / elsewhere;
@@ -162,10 +164,11 @@ ImageData vtkData(std::filesystem::path const& path) {
   std::ifstream header(path, std::ios::binary);
   ImageData data;
   data.file = path;
-  data.plain = true;
   // The table's name, which is optional, is the last line before the numbers.
   std::string line;
   for (int k = 0; k < 32 && std::getline(header, line); ++k) {
+    if (line.starts_with("ASCII")) data.coding = Coding::text;
+    if (line.starts_with("BINARY")) data.coding = Coding::plain;
     bool const table = line.starts_with("LOOKUP_TABLE") || line.starts_with("lookup_table");
     if (table || line.starts_with("SCALARS") || line.starts_with("scalars")) data.offset = positionOf(header);
     if (table) break;

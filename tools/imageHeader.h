@@ -9,12 +9,16 @@
 
 namespace lorb::tools {
 
+/// How the voxels are put down: elements as in memory, the same as zlib or gzip data, numbers as text, or in
+/// a way that only the reader knows.
+enum class Coding { plain, compressed, text, other };
+
 /// What a header says of the data.
 struct ImageData {
   std::filesystem::path file;  ///< the file that holds the voxels, often the header's own
   std::uint64_t offset = 0;    ///< where they begin in it
-  bool compressed = false;     ///< zlib or gzip data
-  bool plain = false;          ///< elements as in memory, once unfolded; otherwise nothing else is known
+  Coding coding = Coding::other;
+  std::optional<std::string> compressedSize = std::nullopt;  ///< as a MetaImage header has it
 };
 
 /// Reads the header of a MetaImage file. Nothing when it names no file or several ones for the voxels.
@@ -30,7 +34,7 @@ std::optional<ImageData> nrrdData(std::filesystem::path const& path);
 /// The three numbers that a legacy VTK file gives for "ORIGIN" or "SPACING"; nothing when it does not.
 std::optional<std::array<double, 3>> vtkVector(std::filesystem::path const& path, std::string const& name);
 
-/// Reads the header of a legacy VTK file of binary numbers.
+/// Reads the header of a legacy VTK file.
 ImageData vtkData(std::filesystem::path const& path);
 
 }  // namespace lorb::tools

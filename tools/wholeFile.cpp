@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <system_error>
@@ -38,22 +39,63 @@ std::uint64_t niftiSize(itk::ImageIOBase const& io) {
   return number(textIn(io, "vox_offset")) + voxelCountIn(io) * number(textIn(io, "bitpix")) / 8;
 }
 
-void requireBytes(ImageData const& data, std::uint64_t expected, fs::path const& path) {
-  std::ifstream stream(data.file, std::ios::binary);
-  if (!stream) refuseInput(path, "its data file " + data.file.string() + " can't be opened");
+/// Bytes of data from where they begin to the end of the file.
+std::uint64_t bytesIn(ImageData const& data, fs::path const& path) {
   std::error_code error;
   std::uint64_t const length = fs::file_size(data.file, error);
   if (error) refuseInput(path, "its data file " + data.file.string() + ": " + error.message());
-  stream.seekg(static_cast<std::streamoff>(data.offset));
-  std::uint64_t found = length > data.offset ? length - data.offset : 0;
-  if (data.compressed) {
-    auto const size = inflatedSize(stream);
-    if (!size) refuseInput(path, "is damaged or incomplete: its compressed data is not whole");
-    found = *size;
+  return length > data.offset ? length - data.offset : 0;
+}
+
+/// The reader takes the header's word for the number of compressed bytes.
+void requireCompressedSize(ImageData const& data, fs::path const& path) {
+  std::uint64_t const bytes = bytesIn(data, path);
+  auto const number = parseNumber(*data.compressedSize);
+  if (number && *number == static_cast<ExactNumber>(bytes)) return;
+  refuseInput(path, "has " + *data.compressedSize + " as its CompressedDataSize; expected " +
+                        std::to_string(bytes) + ", as many bytes as follow");
+}
+
+/// The number of elements that there is text for: up to the first word that is no number, one more than
+/// `most` at most.
+std::uint64_t countNumbers(std::istream& text, std::uint64_t most) {
+  std::uint64_t count = 0;
+  for (std::string word; count <= most && text >> word; ++count) {
+    char* end = nullptr;
+    std::strtod(word.c_str(), &end);
+    if (*end != '\0') break;
   }
-  if (found < expected) {
+  return count;
+}
+
+/// Throws `InputError` unless the data holds `voxels` elements of `bytes` bytes in all.
+void requireWhole(ImageData const& data, std::uint64_t voxels, std::uint64_t bytes, fs::path const& path) {
+  std::ifstream stream(data.file, std::ios::binary);
+  if (!stream) refuseInput(path, "its data file " + data.file.string() + " can't be opened");
+  stream.seekg(static_cast<std::streamoff>(data.offset));
+  auto const requireEnough = [&](std::uint64_t found) {
+    if (found >= bytes) return;
     refuseInput(path, "is incomplete: holds " + std::to_string(found) + " bytes of data; expected " +
-                          std::to_string(expected));
+                          std::to_string(bytes));
+  };
+  switch (data.coding) {
+    case Coding::plain:
+      return requireEnough(bytesIn(data, path));
+    case Coding::compressed: {
+      if (data.compressedSize) requireCompressedSize(data, path);
+      auto const size = inflatedSize(stream);
+      if (!size) refuseInput(path, "is damaged or incomplete: its compressed data is not whole");
+      return requireEnough(*size);
+    }
+    case Coding::text: {
+      std::uint64_t const found = countNumbers(stream, voxels);
+      if (found == voxels) return;
+      refuseInput(path, "is damaged or incomplete: holds " +
+                            (found > voxels ? "more than " + std::to_string(voxels) : std::to_string(found)) +
+                            " numbers; expected " + std::to_string(voxels));
+    }
+    case Coding::other:
+      return;  // the reader notices
   }
 }
 
@@ -62,16 +104,6 @@ ImageData dataOf(fs::path const& path, FileFormat format) {
   auto const data = format == FileFormat::nrrd ? nrrdData(path) : metaImageData(path);
   if (!data) refuseInput(path, "keeps its voxels in several files; expected one");
   return *data;
-}
-
-/// Numbers as text take a digit and a separator at the least.
-void requireText(fs::path const& path, std::uint64_t voxels) {
-  std::error_code error;
-  std::uint64_t const length = fs::file_size(path, error);
-  if (length + 1 < 2 * voxels) {
-    refuseInput(path, "is incomplete: its " + std::to_string(length) + " bytes can't hold " +
-                          std::to_string(voxels) + " voxels");
-  }
 }
 
 }  // namespace
@@ -84,22 +116,18 @@ void requireSaneHeader(fs::path const& path, FileFormat format) {
 }
 
 void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileFormat format) {
-  std::uint64_t const voxels = voxelCountIn(io);
-  std::uint64_t const bytes = voxels * io.GetComponentSize();
+  std::uint64_t const voxels = voxelCountIn(io), bytes = voxels * io.GetComponentSize();
   switch (format) {
     case FileFormat::nifti: {
-      ImageData const data = {path, 0, path.extension() == ".gz", true};
-      return requireBytes(data, niftiSize(io), path);
+      bool const compressed = path.extension() == ".gz";
+      ImageData const data = {path, 0, compressed ? Coding::compressed : Coding::plain};
+      return requireWhole(data, voxels, niftiSize(io), path);
     }
     case FileFormat::metaImage:
-    case FileFormat::nrrd: {
-      ImageData const data = dataOf(path, format);
-      if (data.plain) requireBytes(data, bytes, path);
-      return;
-    }
+    case FileFormat::nrrd:
+      return requireWhole(dataOf(path, format), voxels, bytes, path);
     case FileFormat::vtk:
-      if (io.GetFileType() == itk::IOFileEnum::ASCII) return requireText(path, voxels);
-      return requireBytes(vtkData(path), bytes, path);
+      return requireWhole(vtkData(path), voxels, bytes, path);
     case FileFormat::tiff:
     case FileFormat::dicom:
     case FileFormat::vti:

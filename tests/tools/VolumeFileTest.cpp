@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <map>
 #include <sstream>
 
 namespace lorb::tools {
@@ -359,6 +360,50 @@ TEST(TiffFile, RefusesWhatIsNoVolumeOfNumbers) {
   EXPECT_TRUE(says(complaint(tiffFile(3, 16, 6, 1, data, 24)), "holds values of 16 bits; expected"));
   EXPECT_TRUE(says(complaint(tiffFile(2000000000, 8, 1, 1, data, 24)), "impossible size"));
   EXPECT_TRUE(says(complaint(tiffFile(1000000000, 8, 1, 1, data, 24, 32773)), "can't hold a page"));
+}
+
+TEST(VolumeFileContent, TextHoldsANumberForEachVoxel) {
+  TemporaryFolder const folder;
+  std::string const numbers = "1 -2.5 3e2\n4 5 6";
+  std::map<std::string, std::string> const headers = {
+      {"a.mha",
+       "ObjectType = Image\nNDims = 3\nBinaryData = False\nDimSize = 3 2 1\nElementType = MET_FLOAT\n"
+       "ElementDataFile = LOCAL\n"},
+      {"a.vtk",
+       "# vtk DataFile Version 3.0\nt\nASCII\nDATASET STRUCTURED_POINTS\nDIMENSIONS 3 2 1\nORIGIN 0 0 0\n"
+       "SPACING 1 1 1\nPOINT_DATA 6\nSCALARS s float 1\nLOOKUP_TABLE default\n"},
+      {"a.nrrd", "NRRD0004\ntype: float\ndimension: 3\nsizes: 3 2 1\nencoding: ascii\n\n"}};
+  for (auto const& [name, header] : headers) {
+    writeContent(folder / name, header + numbers + "\n");
+    Volume const volume = readVolume(folder / name);
+    EXPECT_EQ((static_cast<TImageDataset<float, 3> const&>(*volume.voxels)(2, 0, 0)), 300.0F) << name;
+    EXPECT_EQ((static_cast<TImageDataset<float, 3> const&>(*volume.voxels)(2, 1, 0)), 6.0F) << name;
+    for (std::size_t const kept : {std::size_t(0), std::size_t(1), numbers.size() / 2, numbers.size() - 2}) {
+      writeContent(folder / name, header + numbers.substr(0, kept));
+      EXPECT_TRUE(says(complaintOf(folder / name), "incomplete")) << name << " " << kept;
+    }
+    if (name == "a.nrrd") continue;  // its reader passes over what follows
+    writeContent(folder / name, header + numbers + " 7\n");
+    EXPECT_TRUE(says(complaintOf(folder / name), "more than 6 numbers; expected 6")) << name;
+  }
+}
+
+TEST(VolumeFileContent, CompressedSizeIsRight) {
+  TemporaryFolder const folder;
+  writeVolume(sampleVolume(typeInt16), folder / "a.mha", false);
+  std::string const whole = contentOf(folder / "a.mha"), field = "CompressedDataSize = ";
+  std::size_t const begin = whole.find(field), end = whole.find('\n', begin);
+  std::string const size = whole.substr(begin + field.size(), end - begin - field.size());
+  auto const withLine = [&](std::string const& line) {
+    writeContent(folder / "b.mha", whole.substr(0, begin) + line + whole.substr(end + 1));
+    return complaintOf(folder / "b.mha");
+  };
+  EXPECT_EQ(withLine(field + size + "\n"), "read without complaint");
+  EXPECT_TRUE(says(withLine(""), "has nothing as its CompressedDataSize; expected " + size));
+  for (std::string const wrong : {"0", "10", "-5", "999999999999"}) {
+    EXPECT_TRUE(says(withLine(field + wrong + "\n"),
+                     "has " + wrong + " as its CompressedDataSize; expected " + size));
+  }
 }
 
 TEST(VolumeFileContent, DetachedCompressedDataIsChecked) {
