@@ -14,12 +14,10 @@
 #include <gdcmScanner.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <fstream>
 #include <map>
-#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -155,10 +153,8 @@ Scan fencedScan(std::vector<fs::path> files) {
 }
 
 std::string whyNoSlice(fs::path const& file) {
-  errno = 0;
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) return "can't be opened: " + std::generic_category().message(errno);
-  return stream.peek() == EOF ? "is empty" : "is no DICOM image, or a damaged one";
+  if (auto const reason = whyClosed(file)) return "can't be opened: " + *reason;
+  return std::ifstream(file).peek() == EOF ? "is empty" : "is no DICOM image, or a damaged one";
 }
 
 /// Refuses a slice on whose pixels GDCM fails altogether.
@@ -177,9 +173,9 @@ std::vector<fs::path> filesIn(fs::path const& folder) {
        entry.increment(error)) {
     std::error_code ignored;
     auto const type = entry->status(ignored).type();
-    // A link that leads nowhere stands for a file that should be there.
-    bool const isFile = type == fs::file_type::regular || type == fs::file_type::not_found;
-    if (isFile) files.push_back(entry->path());
+    // A link that leads nowhere, or what can't be reached, stands for a file that should be there.
+    bool const isMissing = type == fs::file_type::not_found || type == fs::file_type::none;
+    if (isMissing || type == fs::file_type::regular) files.push_back(entry->path());
   }
   if (error) refuseInput(folder, "can't be listed: " + error.message());
   std::sort(files.begin(), files.end());

@@ -20,7 +20,9 @@ void requireFile(fs::path const& path) {
   std::error_code error;
   fs::file_status const status = fs::status(path, error);
   if (status.type() == fs::file_type::not_found) refuseInput(path, "no such file");
+  if (!fs::status_known(status)) refuseInput(path, "can't be reached: " + error.message());
   if (!fs::is_regular_file(status)) refuseInput(path, "is no regular file; expected one");
+  if (auto const reason = whyClosed(path)) refuseInput(path, "can't be opened: " + *reason);
   if (fs::file_size(path, error) == 0 && !error) refuseInput(path, "is empty; expected a volume");
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -48,5 +49,8 @@ struct MemoryError : Error {
 [[noreturn]] inline void refuseInput(std::filesystem::path const& path, std::string const& what) {
   throw InputError("input " + path.string() + ": " + what);
 }
+
+/// The system's reason why a file can't be opened for reading; nothing when it can.
+std::optional<std::string> whyClosed(std::filesystem::path const& path);
 
 }  // namespace lorb::tools

@@ -3,6 +3,7 @@
 #include "tools/errors.h"
 #include "tools/interruption.h"
 #include "tools/run.h"
+#include "tools/standardStreams.h"
 
 #include <csignal>
 #include <exception>
@@ -26,11 +27,13 @@ int fail(ExitCode code, std::string line) {
 }  // namespace
 
 int main(int argc, char** argv) try {
+  lorb::tools::fillClosedStreams();
   lorb::tools::endOnInterruption();
   std::signal(SIGPIPE, SIG_IGN);  // a reader that went away is an error of writing
   if (auto const options = lorb::tools::parseOptions(argc, argv, std::cout)) {
     lorb::tools::run(*options, std::cout, std::cerr);
   }
+  lorb::tools::requirePrinted(std::cout);
   return static_cast<int>(ExitCode::success);
 } catch (lorb::tools::Error const& error) {
   return fail(error.code(), error.what());

@@ -4,11 +4,13 @@
 #include "tools/WorkFolder.h"
 #include "tools/errors.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -77,6 +79,20 @@ class SpooledSource : public VolumeSource {
 };
 
 }  // namespace
+
+void fillClosedStreams() {
+  constexpr int wrongWays[] = {O_WRONLY, O_RDONLY, O_RDONLY};  // of standard input, output and error
+  for (int stream = 0; stream <= STDERR_FILENO; ++stream) {
+    // The lowest number that is free is the one that an opened file gets.
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", wrongWays[stream]);
+  }
+}
+
+void requirePrinted(std::ostream& stream) {
+  if (!stream.flush()) {
+    throw OutputError("output -: standard output takes no text; expected one that is open and has room");
+  }
+}
 
 bool isStandardStream(fs::path const& path) {
   return path == "-";

@@ -70,8 +70,10 @@ std::uint64_t countNumbers(std::istream& text, std::uint64_t most) {
 
 /// Throws `InputError` unless the data holds `voxels` elements of `bytes` bytes in all.
 void requireWhole(ImageData const& data, std::uint64_t voxels, std::uint64_t bytes, fs::path const& path) {
+  if (auto const reason = whyClosed(data.file)) {
+    refuseInput(path, "its data file " + data.file.string() + " can't be opened: " + *reason);
+  }
   std::ifstream stream(data.file, std::ios::binary);
-  if (!stream) refuseInput(path, "its data file " + data.file.string() + " can't be opened");
   stream.seekg(static_cast<std::streamoff>(data.offset));
   auto const requireEnough = [&](std::uint64_t found) {
     if (found >= bytes) return;

@@ -308,6 +308,37 @@ TEST_F(Tool, ReplacesNothingWhenOneFileCannotBeWritten) {
   }
 }
 
+TEST_F(Tool, SaysWhatMayNotBeRead) {
+  auto const byUser = byNobody();
+  if (!byUser) GTEST_SKIP() << "nobody can't run it";
+  fs::permissions(folder.path(), fs::perms::all);
+  for (char const* name : {"folder", "closed"}) fs::create_directory(folder / name);
+  fs::copy(folder / "good.nii.gz", folder / "closed" / "good.nii.gz");
+  writeContent(folder / "folder" / "1.dcm", "a slice");
+  for (char const* name :
+       {"u.nii", "u.mha", "u.nrrd", "u.tif", "u.vtk", "u.vti", "folder/1.dcm", "detached.raw"}) {
+    std::ofstream(folder / name, std::ios::app) << "content";
+    fs::permissions(folder / name, fs::perms::none);
+  }
+  fs::permissions(folder / "closed", fs::perms::none);
+  fs::permissions(folder / "folder", fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
+  auto const complaint = [&](std::string const& input) {
+    Outcome const outcome = runTool(folder.path(), input + " -o a.mha", "true", *byUser);
+    EXPECT_EQ(outcome.exitCode, 3) << input;
+    return outcome.err;
+  };
+  for (std::string const name : {"u.nii", "u.mha", "u.nrrd", "u.tif", "u.vtk", "u.vti", "folder/1.dcm"}) {
+    EXPECT_EQ(complaint(name), "lorb-distance: input " + name + ": can't be opened: Permission denied\n");
+  }
+  EXPECT_NE(complaint("closed/good.nii.gz").find("good.nii.gz: can't be reached: Permission denied"),
+            std::string::npos);
+  EXPECT_NE(complaint("closed").find("closed: can't be listed: Permission denied"), std::string::npos);
+  EXPECT_NE(complaint("folder").find("its file 1.dcm can't be opened: Permission denied"), std::string::npos);
+  EXPECT_NE(complaint("detached.mhd").find("detached.raw can't be opened: Permission denied"),
+            std::string::npos);
+  fs::permissions(folder / "closed", fs::perms::owner_all);
+}
+
 TEST_F(Tool, WarnsOfAnEmptyAndOfAFullObject) {
   auto const value = [&] {
     Volume const map = readVolume(folder / "map.mha");
@@ -471,7 +502,31 @@ TEST(ToolMaps, GoThroughStandardStreams) {
     writeContent(folder / "out.nrrd", outcome.out);
     EXPECT_TRUE(equalVoxels(*readVolume(folder / "out.nrrd").voxels, *expected.voxels)) << input;
   }
-  EXPECT_EQ(runTool(folder.path(), "labels.mha -o - >/dev/full").exitCode, 4);
+}
+
+TEST(ToolMaps, MustArriveOnStandardOutput) {
+  TemporaryFolder const folder;
+  writeVolume(labelVolume(), folder / "labels.mha", false);
+  for (char const* output : {" >/dev/full", " >&-"}) {
+    for (std::string const arguments : {"labels.mha -o -", "labels.mha -o new.mha --json -", "--help",
+                                        "--man", "--completion", "--version"}) {
+      Outcome const outcome = runTool(folder.path(), arguments + output);
+      EXPECT_EQ(outcome.exitCode, 4) << arguments << output;
+      EXPECT_TRUE(outcome.err.starts_with("lorb-distance: output -: ")) << arguments << output << outcome.err;
+      EXPECT_EQ(folder.names(), std::set<std::string>{"labels.mha"});
+    }
+    // Lines for people are no reason to lose a map, but to be told of.
+    Outcome const told = runTool(folder.path(), std::string("labels.mha -o map.mha --force") + output);
+    EXPECT_EQ(told.exitCode, 4);
+    EXPECT_NE(told.err.find("standard output takes no text"), std::string::npos) << told.err;
+    EXPECT_EQ(readVolume(folder / "map.mha").voxels->type_id(), typeFloat);
+    fs::remove(folder / "map.mha");
+    EXPECT_EQ(runTool(folder.path(), std::string("labels.mha -q -o map.mha") + output).exitCode, 0);
+    fs::remove(folder / "map.mha");
+  }
+  EXPECT_EQ(runTool(folder.path(), "- -o a.mha <&-").exitCode, 3);
+  EXPECT_EQ(runTool(folder.path(), "labels.mha -o - -q 2>&- >map.nrrd").exitCode, 0);
+  EXPECT_EQ(readVolume(folder / "map.nrrd").voxels->type_id(), typeFloat);
 }
 
 TEST(ToolMaps, ArePicturedOnDemand) {
@@ -565,6 +620,22 @@ TEST(ToolMaps, LeaveTheOlderFileOnAFullDisk) {
     EXPECT_TRUE(seen.starts_with("lorb-distance: output small/old.mha: ")) << seen;
     EXPECT_TRUE(seen.ends_with("\n4\nold.mha\nolder\n")) << seen;
   }
+}
+
+TEST(ToolMaps, LeaveTheOlderFileOnAReadOnlyDisk) {
+  if (std::system("unshare -m true 2>/dev/null") != 0) GTEST_SKIP() << "may not mount";
+  TemporaryFolder const folder;
+  fs::create_directory(folder / "small");
+  std::string const command =
+      "mount -t tmpfs none small && echo older >small/old.mha && mount -o remount,ro small;"
+      " '" LORB_DISTANCE
+      "' --phantom -o small/old.mha --force 2>&1; echo \\$?; ls -A small; cat small/old.mha";
+  EXPECT_EQ(std::system(
+                ("cd '" + folder.path().string() + "' && unshare -m sh -c \"" + command + "\" >out").c_str()),
+            0);
+  std::string const seen = contentOf(folder / "out");
+  EXPECT_TRUE(seen.starts_with("lorb-distance: output small/old.mha: can't write in folder ")) << seen;
+  EXPECT_TRUE(seen.ends_with("small: Read-only file system\n4\nold.mha\nolder\n")) << seen;
 }
 
 TEST(ToolMaps, QuietIsSilent) {
