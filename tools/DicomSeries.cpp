@@ -49,7 +49,6 @@ std::vector<double> numbersIn(std::string const& text) {
     std::size_t const end = std::min(text.find('\\', begin), text.size());
     std::string number = text.substr(begin, end - begin);
     std::erase(number, ' ');
-    if (number.starts_with('+')) number.erase(0, 1);
     auto const value = parseNumber(number);
     if (!value) return {};
     numbers.push_back(static_cast<double>(*value));
@@ -424,9 +423,7 @@ class DicomSeriesSource : public VolumeSource {
 /// The volume of several files.
 std::unique_ptr<VolumeSource> openStack(Slices slices, fs::path const& path, InputChoice const& choice,
                                         std::vector<std::string>& notices) {
-  if (choice.volume.value_or(0) != 0) {
-    refuseInput(path, "holds one volume; expected no --volume " + std::to_string(*choice.volume));
-  }
+  chosenVolume(1, choice, path);
   Stack const stack(std::move(slices), path);
   if (auto const unevenness = stack.unevenness()) {
     std::string const line = "input " + path.string() + ": " + *unevenness;

@@ -39,19 +39,6 @@ void requireDimensions(itk::ImageIOBase const& io, fs::path const& path, FileFor
   }
 }
 
-/// Which of the file's `count` volumes is meant.
-std::uint64_t chosenVolume(std::uint64_t count, InputChoice const& choice, fs::path const& path) {
-  std::string const range = "0 to " + std::to_string(count - 1);
-  if (!choice.volume && count > 1) {
-    refuseInput(path, "holds " + std::to_string(count) + " volumes; expected --volume K, K one of " + range);
-  }
-  auto const volume = static_cast<std::uint64_t>(choice.volume.value_or(0));
-  if (volume >= count) {
-    refuseInput(path, "has no volume " + std::to_string(volume) + "; expected --volume " + range);
-  }
-  return volume;
-}
-
 itk::ImageIOBase::Pointer openFenced(fs::path const& path, FileFormat format) {
   requireSaneHeader(path, format);
   // Some numbers that no check thinks of end the process within ITK.

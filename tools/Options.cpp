@@ -25,7 +25,7 @@ class Words {
     CLI::App app;
     app.set_help_flag();
     std::vector<std::string> inputs;
-    app.add_option("INPUT", inputs);
+    app.add_option("INPUT", inputs)->allow_extra_args(false);  // or [a] would be taken for a list
     for (OptionRow const& row : optionTable()) declare(app, row);
     try {
       app.parse(argc, argv);
@@ -36,11 +36,15 @@ class Words {
     for (OptionRow const& row : optionTable()) {
       if (app.count(longNameOf(row)) == 0) words_.erase(longNameOf(row));
     }
+    for (OptionRow const& row : optionTable()) requireSense(row);
   }
 
   bool has(std::string const& name) const { return words_.count(name) > 0; }
   std::vector<std::string> const& all(std::string const& name) const { return words_.at(name); }
   std::string const& one(std::string const& name) const { return all(name).at(0); }
+
+  /// Of the options and inputs that were given.
+  std::size_t count() const { return words_.size(); }
 
  private:
   void declare(CLI::App& app, OptionRow const& row) {
@@ -50,9 +54,21 @@ class Words {
       app.add_flag_callback(names, [] {});
     } else {
       auto* const option = app.add_option(names, words)->type_size(argumentCount(row))->expected(1);
-      option->allow_extra_args(false);
-      if (row.repeatable) option->take_all();
+      option->allow_extra_args(false)->take_all();
     }
+  }
+
+  void requireSense(OptionRow const& row) const {
+    std::string const name = longNameOf(row);
+    if (!has(name) || row.argument.empty()) return;
+    auto const& words = all(name);
+    auto const once = static_cast<std::size_t>(argumentCount(row));
+    if (!row.repeatable && words.size() > once) {
+      throw UsageError(name + " is given twice, with '" + words[0] + "' and '" + words[once] +
+                       "'; expected it once");
+    }
+    bool const isFile = row.words.find(fileWord) != std::string_view::npos;
+    if (isFile && words[0].empty()) throw UsageError(name + " '' is no file name; expected one");
   }
 
   std::map<std::string, std::vector<std::string>> words_;
@@ -153,6 +169,12 @@ std::uint64_t memoryOf(std::string const& text) {
 
 std::optional<std::filesystem::path> inputOf(Words const& words) {
   bool const phantom = words.has("--phantom");
+  for (char const* option : {"--volume", "--series", "--uneven"}) {
+    if (phantom && words.has(option)) {
+      throw UsageError(std::string(option) +
+                       " chooses among what a file holds; expected none with --phantom");
+    }
+  }
   if (words.has("INPUT") && words.all("INPUT").size() > 1) {
     throw UsageError("takes one input, not '" + words.all("INPUT")[1] + "' as well as '" +
                      words.one("INPUT") + "'; expected one");
@@ -167,7 +189,8 @@ std::optional<std::filesystem::path> inputOf(Words const& words) {
   return words.one("INPUT");
 }
 
-Options selfTestOptions() {
+Options selfTestOptions(Words const& words) {
+  if (words.count() > 1) throw UsageError("--self-test tests the library alone; expected nothing beside it");
   Options options;
   options.selfTest = true;
   return options;
@@ -195,7 +218,7 @@ void requireSense(Options const& options) {
 }
 
 Options optionsOf(Words const& words) {
-  if (words.has("--self-test")) return selfTestOptions();
+  if (words.has("--self-test")) return selfTestOptions(words);
   if (!words.has("--output"))
     throw UsageError("--output is required; expected a file name, such as map.nii.gz");
   Options options;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -17,8 +18,9 @@ class Progress {
   using Now = std::function<Clock::time_point()>;
   using Show = std::function<void(std::string const&)>;  ///< takes text with control characters
 
-  /// Of a computation of `total` slices that begins now. Nothing is shown when `show` is empty.
-  Progress(std::uint64_t total, Show show, Now now = Clock::now);
+  /// Of a computation of `total` slices that begins now, in a line of less than `width` characters. Nothing
+  /// is shown when `show` is empty.
+  Progress(std::uint64_t total, Show show, std::size_t width, Now now = Clock::now);
   ~Progress();
   Progress(Progress const&) = delete;
   Progress& operator=(Progress const&) = delete;
@@ -31,6 +33,7 @@ class Progress {
 
   std::uint64_t total_, done_ = 0;
   Show show_;
+  std::size_t width_;
   Now now_;
   Clock::time_point begin_, shown_;
   bool visible_ = false;
@@ -39,5 +42,8 @@ class Progress {
 
 /// Shows on standard error, if that is a terminal; empty otherwise.
 Progress::Show terminalShow();
+
+/// Columns of the terminal on standard error; 80 when it is none or does not say.
+std::size_t terminalWidth();
 
 }  // namespace lorb::tools

@@ -74,7 +74,8 @@ void tellEffort(std::ostream& out, Report const& report) {
   out << "time:   open " << decimals(phases.open) << " s, read " << decimals(phases.read) << " s, select "
       << decimals(phases.select) << " s, compute " << decimals(phases.compute) << " s on "
       << report.options.map.threads << (report.options.map.threads == 1 ? " thread" : " threads")
-      << ", write " << decimals(phases.write) << " s; " << decimals(report.totalSeconds) << " s in all\n"
+      << ", write " << decimals(phases.write) << " s, picture " << decimals(phases.picture) << " s; "
+      << decimals(report.totalSeconds) << " s in all\n"
       << "memory: " << bytesText(peakMemory()) << " at most, " << report.slicesAtATime << " of "
       << shape.count << " slices at a time\n";
 }
@@ -82,6 +83,11 @@ void tellEffort(std::ostream& out, Report const& report) {
 /// NaN, which JSON does not have, is null.
 json numberOrNull(float number) {
   return std::isfinite(number) ? json(number) : json(nullptr);
+}
+
+/// A whole number of 64 bits in full.
+json exactJson(ExactNumber number) {
+  return number < 0 ? json(static_cast<std::int64_t>(number)) : json(static_cast<std::uint64_t>(number));
 }
 
 json toJson(MapReport const& map) {
@@ -96,7 +102,7 @@ json toJson(MapReport const& map) {
   return {{"path", map.path.string()},
           {"picture", map.picture ? json(map.picture->string()) : json(nullptr)},
           {"object", ruleText(map.rule)},
-          {"label", map.label ? json(static_cast<double>(*map.label)) : json(nullptr)},
+          {"label", map.label ? exactJson(*map.label) : json(nullptr)},
           {"insideVoxels", count.inside},
           {"allVoxels", count.all},
           {"insidePercent", percentOf(count)},
@@ -194,6 +200,7 @@ std::string jsonText(Report const& report) {
                            {"select", phases.select},
                            {"compute", phases.compute},
                            {"write", phases.write},
+                           {"picture", phases.picture},
                            {"total", report.totalSeconds}}},
                          {"memory", {{"peakBytes", peakMemory()}, {"slicesAtATime", report.slicesAtATime}}}};
   // Names of files may be any bytes.

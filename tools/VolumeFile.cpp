@@ -67,6 +67,7 @@ std::unique_ptr<VolumeSource> openVolume(fs::path const& path, InputChoice const
   if (format == FileFormat::dicom) return openDicomSeries(path, choice);
   requireNoSeries(path, choice);
   if (isStandardStream(path)) return openStandardInput(choice);
+  if (format == FileFormat::vti || format == FileFormat::tiff) chosenVolume(1, choice, path);
 #ifdef LORB_TOOLS_WITH_VTI
   if (format == FileFormat::vti) return openVtiVolume(path);
 #endif

@@ -28,4 +28,17 @@ void requirePlace(Geometry const& geometry, std::filesystem::path const& path) {
   }
 }
 
+std::uint64_t chosenVolume(std::uint64_t count, InputChoice const& choice,
+                           std::filesystem::path const& path) {
+  std::string const range = count == 1 ? "0" : "0 to " + std::to_string(count - 1);
+  if (!choice.volume && count > 1) {
+    refuseInput(path, "holds " + std::to_string(count) + " volumes; expected --volume K, K one of " + range);
+  }
+  auto const volume = static_cast<std::uint64_t>(choice.volume.value_or(0));
+  if (volume >= count) {
+    refuseInput(path, "has no volume " + std::to_string(volume) + "; expected --volume " + range);
+  }
+  return volume;
+}
+
 }  // namespace lorb::tools

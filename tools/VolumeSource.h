@@ -59,6 +59,10 @@ class VolumeSource {
 /// Throws `InputError` unless origin, spacing and direction are finite and the spacing is above 0.
 void requirePlace(Geometry const& geometry, std::filesystem::path const& path);
 
+/// Which of the `count` volumes of a file is meant. Throws `InputError` when it holds no such volume, or
+/// several and none is chosen.
+std::uint64_t chosenVolume(std::uint64_t count, InputChoice const& choice, std::filesystem::path const& path);
+
 /// The whole of a volume of these extents.
 inline Region wholeRegion(Extents const& extents) {
   return {{0, 0, 0}, extents};

@@ -132,26 +132,32 @@ std::string manualPage() {
 std::string bashCompletion() {
   std::string script =
       "# Completion of lorb-distance for bash.\n"
+      "_lorb_distance_words() { mapfile -t COMPREPLY < <(compgen -W \"$1\" -- \"$word\"); }\n"
+      "_lorb_distance_files() {\n"
+      "  compopt -o filenames\n"
+      "  mapfile -O ${#COMPREPLY[@]} -t COMPREPLY < <(compgen -f -- \"$word\")\n"
+      "}\n"
       "_lorb_distance() {\n"
       "  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]}\n"
       "  COMPREPLY=()\n"
       "  case $before in\n";
   for (OptionRow const& row : optionTable()) {
-    if (row.argument.empty() || row.words == "<file>") continue;
-    std::string names(row.names);
+    if (row.argument.empty()) continue;
+    std::string names(row.names), words(row.words);
     if (auto const comma = names.find(','); comma != std::string::npos) names[comma] = '|';
-    script += "    " + names + ") COMPREPLY=($(compgen -W '" + std::string(row.words) +
-              "' -- \"$word\")); return ;;\n";
+    auto const file = words.find(fileWord);
+    if (file != std::string::npos) words.erase(file);
+    script += "    " + names + ") _lorb_distance_words '" + words + "'" +
+              (file == std::string::npos ? "" : "; _lorb_distance_files") + "; return ;;\n";
   }
   script +=
       "  esac\n"
       "  if [[ $word == -* ]]; then\n"
-      "    COMPREPLY=($(compgen -W '" +
+      "    _lorb_distance_words '" +
       wordsOfTable() +
-      "' -- \"$word\"))\n"
+      "'\n"
       "  else\n"
-      "    compopt -o filenames\n"
-      "    COMPREPLY=($(compgen -f -- \"$word\"))\n"
+      "    _lorb_distance_files\n"
       "  fi\n"
       "}\n"
       "complete -F _lorb_distance lorb-distance\n";

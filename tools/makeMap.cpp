@@ -72,6 +72,7 @@ MapSummary makeMap(Slabs& slabs, ObjectRule const& rule, MapSettings const& sett
     mask.reset();
     phases.compute += watch.lap();
     if (view) view(map, slab, *voxels);
+    phases.picture += watch.lap();
     writer.write(std::move(map), slabs.region(slab));
     phases.write += watch.lap();
   }

@@ -16,7 +16,7 @@ namespace lorb::tools {
 
 /// Seconds spent on each part of the work.
 struct Phases {
-  double open = 0.0, read = 0.0, select = 0.0, compute = 0.0, write = 0.0;
+  double open = 0.0, read = 0.0, select = 0.0, compute = 0.0, write = 0.0, picture = 0.0;
 };
 
 /// A volume in slabs of neighbouring slices.

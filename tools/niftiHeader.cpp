@@ -37,11 +37,31 @@ void forEachNumber(Notes& notes, F&& f) {
     f(Offset::placements + 4 * k, notes.placements[k]);
 }
 
+/// Nothing when the file has no room for one.
+std::optional<Header> readHeader(std::filesystem::path const& path) {
+  Header header;
+  gzFile const file = gzopen(path.c_str(), "rb");  // reads uncompressed files as they are
+  if (file == nullptr) return std::nullopt;
+  int const got = gzread(file, header.data(), headerBytes);
+  gzclose(file);
+  return got == static_cast<int>(headerBytes) ? std::optional(header) : std::nullopt;
+}
+
 /// The header begins with its own length, which shows the byte order.
-bool isSwapped(Header const& header) {
-  std::int32_t length;
+std::uint32_t lengthIn(Header const& header) {
+  std::uint32_t length;
   std::memcpy(&length, header.data(), sizeof length);
-  return length != static_cast<std::int32_t>(headerBytes);
+  return length;
+}
+
+bool isSwapped(Header const& header) {
+  return lengthIn(header) != headerBytes;
+}
+
+/// The second version of the format has a longer header.
+bool isVersion2(Header const& header) {
+  constexpr std::uint32_t itsBytes = 540;
+  return lengthIn(header) == itsBytes || lengthIn(header) == __builtin_bswap32(itsBytes);
 }
 
 std::string textAt(Header const& header, std::size_t offset, std::size_t bytes) {
@@ -68,26 +88,24 @@ void copy(std::ifstream& source, gzFile target) {
 }  // namespace
 
 std::optional<NiftiNotes> niftiNotes(std::filesystem::path const& path) {
-  Header header;
-  gzFile const file = gzopen(path.c_str(), "rb");  // reads uncompressed files as they are
-  if (file == nullptr) return std::nullopt;
-  int const got = gzread(file, header.data(), headerBytes);
-  gzclose(file);
-  if (got != static_cast<int>(headerBytes)) return std::nullopt;
+  auto header = readHeader(path);
+  if (!header) return std::nullopt;
   NiftiNotes notes;
-  forEachNumber(notes, [&, swapped = isSwapped(header)](std::size_t offset, auto& number) {
-    char* const bytes = header.data() + offset;
+  forEachNumber(notes, [&, swapped = isSwapped(*header)](std::size_t offset, auto& number) {
+    char* const bytes = header->data() + offset;
     if (swapped) std::reverse(bytes, bytes + sizeof number);
     std::memcpy(&number, bytes, sizeof number);
   });
-  notes.description = textAt(header, Offset::description, descriptionBytes);
-  notes.auxiliaryFile = textAt(header, Offset::auxiliaryFile, auxiliaryFileBytes);
+  notes.description = textAt(*header, Offset::description, descriptionBytes);
+  notes.auxiliaryFile = textAt(*header, Offset::auxiliaryFile, auxiliaryFileBytes);
   return notes;
 }
 
 std::optional<std::string> complaintAboutNifti(std::filesystem::path const& path) {
+  auto const header = readHeader(path);
+  if (!header) return "is shorter than a NIfTI header";
+  if (isVersion2(*header)) return "is NIfTI-2; expected NIfTI-1";
   auto const notes = niftiNotes(path);
-  if (!notes) return "is shorter than a NIfTI header";
   auto const finite = [](float number) { return std::isfinite(number); };
   constexpr std::size_t quaternion = 6;  // numbers of it and its offset, before those of the matrix
   std::span<float const> const placements(notes->placements);

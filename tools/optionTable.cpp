@@ -39,7 +39,7 @@ constexpr OptionRow rows[] = {
      "boundary, "
      "or slab by slab among all.",
      "<file>", false},
-    {map, "--preview-over", "G", "grey image beneath: input, or a file of the same size", "", "<file>",
+    {map, "--preview-over", "G", "grey image beneath: input, or a file of the same size", "", "input <file>",
      false},
     {map, "--json", "FILE", "report for programs; - is standard output", "", "<file>", false},
 

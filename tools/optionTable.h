@@ -8,13 +8,16 @@
 
 namespace lorb::tools {
 
+/// Stands for the names of files among the words that an option takes, as the last of them.
+inline constexpr std::string_view fileWord = "<file>";
+
 struct OptionRow {
   std::string_view group;     ///< heading that it stands under
   std::string_view names;     ///< "-o,--output", the long one last
   std::string_view argument;  ///< what follows it, "A B" for two words; empty for a flag
   std::string_view help;      ///< one line
   std::string_view more;      ///< what the manual page says beyond
-  std::string_view words;     ///< what shells complete: words, "<file>", or nothing
+  std::string_view words;     ///< what shells complete; empty for numbers and the like
   bool repeatable = false;
 };
 

@@ -24,6 +24,7 @@ std::optional<T> parseAll(std::string_view text) {
 }  // namespace
 
 std::optional<ExactNumber> parseNumber(std::string_view text) {
+  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   if (auto const integer = parseAll<std::int64_t>(text)) return static_cast<ExactNumber>(*integer);
   if (auto const integer = parseAll<std::uint64_t>(text)) return static_cast<ExactNumber>(*integer);
   auto const real = parseAll<double>(text);

@@ -11,8 +11,8 @@ namespace lorb::tools {
 /// with voxels of all element types.
 using ExactNumber = long double;
 
-/// The number that the whole of `text` is: an integer from −2⁶³ to 2⁶⁴ − 1 exactly, any other finite
-/// number as the nearest double. Nothing for other text, NaN and infinity included.
+/// The number that the whole of `text` is, with a sign or without: an integer from −2⁶³ to 2⁶⁴ − 1 exactly,
+/// any other finite number as the nearest double. Nothing for other text, NaN and infinity included.
 std::optional<ExactNumber> parseNumber(std::string_view text);
 
 /// The shortest text that `parseNumber` reads as the same number, whatever the locale.

@@ -132,7 +132,8 @@ class Run {
     listMaps(slabs);
     std::uint64_t const slices =
         options_.map.choice.slice ? 1 : sliceShape(report_.header.extents, options_.map.choice.plane).count;
-    Progress progress(slices * report_.maps.size(), options_.quiet ? Progress::Show() : terminalShow());
+    Progress progress(slices * report_.maps.size(), options_.quiet ? Progress::Show() : terminalShow(),
+                      terminalWidth());
     for (std::size_t k = 0; k < files_.size(); ++k)
       make(files_[k], report_.maps[k], slabs, progress, picture);
     report_.totalSeconds = total.lap();
@@ -196,7 +197,9 @@ class Run {
         slabs, map.rule, options_.map, writer, report_.phases,
         [&](std::uint64_t slices) { progress.advance(slices); }, picture.viewer(slabs));
     writer.finish();
+    Stopwatch watch;
     if (files.picture) writeContent(*files.picture, picture.png());
+    report_.phases.picture += watch.lap();
     report_.header.type = slabs.type();
     if (auto const emptiness = emptinessOf(map, report_)) warn(*emptiness);
   }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace lorb::tools {
@@ -25,7 +26,7 @@ struct Scene {
 TEST(ProgressLine, WaitsASecondAndTellsRateAndTimeLeft) {
   Scene scene;
   {
-    Progress progress(300, scene.show(), scene.clock());
+    Progress progress(300, scene.show(), 100, scene.clock());
     scene.now += 900ms;
     progress.advance(50);
     EXPECT_TRUE(scene.shown.empty());
@@ -43,16 +44,31 @@ TEST(ProgressLine, WaitsASecondAndTellsRateAndTimeLeft) {
 
 TEST(ProgressLine, SpeaksOfMinutes) {
   Scene scene;
-  Progress progress(1000, scene.show(), scene.clock());
+  Progress progress(1000, scene.show(), 100, scene.clock());
   scene.now += 10s;
   progress.advance(25);
   EXPECT_TRUE(scene.shown.at(0).ends_with("25 of 1000 slices, 2.5 a second, 6 min 30 s left"))
       << scene.shown[0];
 }
 
+TEST(ProgressLine, FitsTheTerminal) {
+  constexpr std::size_t control = 4;  // characters that erase the line before
+  for (std::uint64_t const total : {30ULL, 123456ULL, 4000000000ULL}) {
+    for (std::size_t const width : {0U, 1U, 20U, 60U, 80U, 200U}) {
+      Scene scene;
+      Progress progress(total, scene.show(), width, scene.clock());
+      scene.now += 10s;
+      progress.advance(17);
+      ASSERT_EQ(scene.shown.size(), 1U);
+      EXPECT_LT(scene.shown[0].size() - control, std::max<std::size_t>(width, 1)) << scene.shown[0];
+      EXPECT_TRUE(width < 80 || scene.shown[0].ends_with(" left")) << scene.shown[0];
+    }
+  }
+}
+
 TEST(ProgressLine, LeavesNothingOfShortWork) {
   Scene scene;
-  { Progress(10, scene.show(), scene.clock()).advance(10); }
+  { Progress(10, scene.show(), 100, scene.clock()).advance(10); }
   EXPECT_TRUE(scene.shown.empty());
 }
 

@@ -256,6 +256,14 @@ TEST(VolumeFileContent, PlaceMustBeFinite) {
   EXPECT_TRUE(says(complaintOf(folder / "a.vtk"), "has its origin at nan"));
 }
 
+TEST(VolumeFileContent, NiftiIsOfTheFirstVersion) {
+  TemporaryFolder const folder;
+  for (std::string const& length : {std::string("\x1c\x02\0\0", 4), std::string("\0\0\x02\x1c", 4)}) {
+    writeContent(folder / "a.nii", length + std::string(600, '\0'));
+    EXPECT_TRUE(says(complaintOf(folder / "a.nii"), "is NIfTI-2; expected NIfTI-1"));
+  }
+}
+
 TEST(VolumeFileContent, NiftiPlacesMustBeFinite) {
   TemporaryFolder const folder;
   writeVolume(sampleVolume(typeInt16), folder / "good.nii", false);

@@ -53,13 +53,13 @@ TEST(ManualPage, IsWhatManTakesWithoutComplaint) {
 }
 
 /// What bash offers for the last word of a line.
-std::string completionsOf(std::string const& line) {
+std::string completionsOf(std::string const& line, std::string const& what = "${COMPREPLY[@]}") {
   TemporaryFolder const folder;
   std::string const script = (folder / "completion").string();
   // Outside of completion there are no options of it to set.
   return outputOf(tool + "--completion >" + script + "; cd /usr; bash -c '. " + script +
                   "; compopt() { :; }; COMP_WORDS=(" + line +
-                  "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _lorb_distance; echo ${COMPREPLY[@]}'");
+                  "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _lorb_distance; echo " + what + "'");
 }
 
 TEST(Completion, OffersOptionsWordsAndFiles) {
@@ -69,6 +69,16 @@ TEST(Completion, OffersOptionsWordsAndFiles) {
   EXPECT_EQ(completionsOf("lorb-distance --label \"\""), "\n");
   EXPECT_EQ(completionsOf("lorb-distance shar"), "share\n");
   EXPECT_EQ(completionsOf("lorb-distance -o shar"), "share\n");
+  EXPECT_EQ(completionsOf("lorb-distance --preview-over inpu"), "input\n");
+  EXPECT_EQ(completionsOf("lorb-distance --preview-over shar"), "share\n");
+}
+
+TEST(Completion, KeepsNamesWithBlanksTogether) {
+  TemporaryFolder const folder;
+  writeContent(folder / "my scan.nii", "");
+  writeContent(folder / "my mask.nii", "");
+  std::string const line = "lorb-distance \"" + folder.path().string() + "/my\"";
+  EXPECT_EQ(completionsOf(line, "${#COMPREPLY[@]}"), "2\n");
 }
 
 TEST(Version, NamesTheLibraryAndTheBuild) {

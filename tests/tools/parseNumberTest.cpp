@@ -15,11 +15,12 @@ TEST(ParseNumber, KeepsSixtyFourBitIntegersExactly) {
 TEST(ParseNumber, ReadsOtherNumbersAsDoubles) {
   EXPECT_EQ(parseNumber("0.1"), ExactNumber(0.1));
   EXPECT_EQ(parseNumber("-2.5e3"), ExactNumber(-2500));
+  EXPECT_EQ(parseNumber("+2.5"), ExactNumber(2.5));
 }
 
 TEST(ParseNumber, RefusesWhatIsNoFiniteNumber) {
-  for (char const* text :
-       {"", " ", "nan", "-nan", "inf", "-inf", "infinity", "1e999", "5x", "x", "1,5", "0x10", "--5", "1 2"}) {
+  for (char const* text : {"", " ", "nan", "-nan", "inf", "-inf", "infinity", "1e999", "5x", "x", "1,5",
+                           "0x10", "--5", "1 2", "+", "+-5", "++5", "-+5"}) {
     EXPECT_EQ(parseNumber(text), std::nullopt) << "'" << text << "'";
   }
 }

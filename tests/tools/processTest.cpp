@@ -76,6 +76,12 @@ class Tool : public testing::Test {
         folder / "four.mha",
         "ObjectType = Image\nNDims = 4\nBinaryData = True\nDimSize = 2 2 2 2\nElementType = MET_UCHAR\n"
         "ElementDataFile = LOCAL\n0123456789abcdef");
+    Volume plain = sampleVolume(typeUInt8, {4, 3, 2});
+    plain.geometry = {};
+    writeVolume(plain, folder / "one.tif", false);
+#ifdef LORB_TOOLS_WITH_VTI
+    writeVolume(plain, folder / "one.vti", false);
+#endif
     fs::create_directory(folder / "inner.mha");
     mkfifo((folder / "pipe").c_str(), 0600);
     fs::create_symlink("pipe", folder / "toPipe");
@@ -200,6 +206,23 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"ExistingOutput", "good.nii.gz -o old.mha", 4,
                 "old.mha: exists; expected a new name or --force"},
         BadCase{"OutputIsInput", "good.nii.gz -o ./good.nii.gz --force", 4, "is the input"},
+        BadCase{"ReportWithoutName", "good.nii.gz -o a.mha --json ''", 2, "--json '' is no file name"},
+        BadCase{"OutputWithoutName", "good.nii.gz -o ''", 2, "--output '' is no file name"},
+        BadCase{"NameInBrackets", "'[ct]' -o a.mha", 3, "input [ct]: no such file"},
+        BadCase{"AboveTwice", "good.nii.gz -o a.mha --above 5 --above 6", 2,
+                "--above is given twice, with '5' and '6'; expected it once"},
+        BadCase{"BetweenTwice", "good.nii.gz -o a.mha --between 5 6 --between 7 8", 2, "with '5' and '7'"},
+        BadCase{"PhantomAndVolume", "--phantom --volume 3 -o a.mha", 2, "--volume chooses"},
+        BadCase{"PhantomAndSeries", "--phantom --series 9 -o a.mha", 2, "--series chooses"},
+        BadCase{"PhantomAndUneven", "--phantom --uneven -o a.mha", 2, "--uneven chooses"},
+        BadCase{"SelfTestAndMap", "--self-test -o zz.mha good.nii.gz", 2,
+                "--self-test tests the library alone"},
+        BadCase{"VolumeOfTiff", "one.tif -o a.mha --volume 7", 3,
+                "one.tif: has no volume 7; expected --volume 0"},
+#ifdef LORB_TOOLS_WITH_VTI
+        BadCase{"VolumeOfVti", "one.vti -o a.mha --volume 7", 3,
+                "one.vti: has no volume 7; expected --volume 0"},
+#endif
         BadCase{"ReportIsMap", "good.nii.gz -o a.mha --json ./a.mha", 4, "./a.mha: is written twice"},
         BadCase{"ReportIsPicture", "good.nii.gz -o a.mha --preview p.png --json p.png --force", 4,
                 "p.png: is written twice"},
@@ -358,6 +381,16 @@ TEST_F(Tool, WarnsOfAnEmptyAndOfAFullObject) {
 TEST_F(Tool, TakesNegativeNumbers) {
   EXPECT_EQ(runTool(folder.path(), "good.nii.gz -o a.mha --label -32768").exitCode, 0);
   EXPECT_EQ(runTool(folder.path(), "good.nii.gz -o b.mha --above -1.5").exitCode, 0);
+  EXPECT_EQ(runTool(folder.path(), "good.nii.gz -o c.mha --above +5").exitCode, 0);
+}
+
+TEST_F(Tool, SaysThatThereIsNoFolderForTemporaryFiles) {
+  for (auto const& [arguments, code] :
+       {std::pair("good.nii.gz -o -", 4), std::pair("- -o a.mha <good.nii.gz", 3)}) {
+    Outcome const outcome = runTool(folder.path(), arguments, "export TMPDIR=/nonexistent");
+    EXPECT_EQ(outcome.exitCode, code) << outcome.err;
+    EXPECT_NE(outcome.err.find("folder /nonexistent: No such file"), std::string::npos) << outcome.err;
+  }
 }
 
 TEST_F(Tool, NeedsNoFile) {

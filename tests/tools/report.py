@@ -51,6 +51,17 @@ def main(tool, schema_path):
             assert of_label["slices"] == [{"slice": 3, "minimum": None, "maximum": None, "hasBoundary": False}]
         assert len(document["warnings"]) == 3 and "NaN in that slice" in document["warnings"][0]
 
+        # Neighbours among 64-bit labels stay apart.
+        large = os.path.join(folder, "large.nii")
+        nibabel.save(nibabel.Nifti1Image(values[:, :, :1] * numpy.int64(1) + (2 ** 53), numpy.eye(4), dtype="int64"), large)
+        document = report(large, "-o", large.replace("large", "map"), "--each-label", "--preview",
+                          large.replace("large.nii", "map.png"))
+        assert [m["label"] for m in document["maps"]] == [2 ** 53 + k for k in range(4)], document["maps"]
+        assert document["seconds"]["picture"] > 0.0
+        for name in os.listdir(folder):
+            if name.startswith(("large", "map")):
+                os.remove(os.path.join(folder, name))
+
         # A report in a file is what is printed otherwise, and the lines for people then are where they belong.
         path = os.path.join(folder, "report.json")
         done = subprocess.run([tool, source, "-o", result, "--force", "--json", path], check=True,
