@@ -24,7 +24,8 @@ constexpr Extension extensions[] = {
 };
 
 Extension const* find(std::filesystem::path const& path) {
-  std::string const name = path.filename().string();
+  std::string name = path.filename().string();
+  for (char& c : name) c = 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   for (Extension const& extension : extensions) {
     if (name.size() > extension.name.size() && name.ends_with(extension.name)) return &extension;
   }

@@ -12,7 +12,7 @@ enum class FileFormat { nifti, metaImage, nrrd, vtk, tiff, dicom, vti };
 /// Name of a format for people, such as "MetaImage".
 std::string nameOf(FileFormat format);
 
-/// The format that the name's extension stands for; nothing for all others.
+/// The format that the name's extension stands for, in capital letters or not; nothing for all others.
 std::optional<FileFormat> formatOf(std::filesystem::path const& path);
 
 /// The extension that names the format, ".nii.gz" for one; empty when the name has none of the known ones.

@@ -79,7 +79,7 @@ class ItkVolumeSource : public VolumeSource {
   VolumeHeader const& header() const override { return header_; }
 
   bool readsParts() const override {
-    if (format_ == FileFormat::nifti) return path_.extension() != ".gz";
+    if (format_ == FileFormat::nifti) return extensionOf(path_) != ".nii.gz";
     return io_->CanStreamRead();
   }
 

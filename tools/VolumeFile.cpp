@@ -44,14 +44,27 @@ void writeAs(FileFormat format, Volume const& volume, fs::path const& path) {
   writeItkVolume(volume, path, format);
 }
 
+[[noreturn]] void refusePlace(fs::path const& target, FileFormat format) {
+  throw OutputError("output " + target.string() + ": " + nameOf(format) +
+                    " can't hold the volume's origin, spacing and direction; expected another format");
+}
+
+/// What is left of a place in a file of the format.
+Geometry placeIn(FileFormat format, Geometry geometry) {
+  if (format == FileFormat::vtk) geometry.direction = Geometry().direction;
+  if (format != FileFormat::tiff) return geometry;
+  Geometry flat;
+  flat.spacing = {geometry.spacing[0], geometry.spacing[1], flat.spacing[2]};
+  return flat;
+}
+
 void requireWritten(Volume const& volume, StagedFile const& file) try {
   Volume const written = readVolume(file.path);
   if (!equalVoxels(*written.voxels, *volume.voxels)) {
     throw OutputError("output " + file.target.string() + ": the written voxels are not the computed ones");
   }
   if (!samePlace(volume.geometry, written.geometry, extentsOf(*volume.voxels))) {
-    throw OutputError("output " + file.target.string() + ": " + nameOf(*formatOf(file.path)) +
-                      " can't hold the volume's origin, spacing and direction; expected another format");
+    refusePlace(file.target, *formatOf(file.path));
   }
 } catch (InputError const&) {
   throw OutputError("output " + file.target.string() + ": could not be written in full; is the disk full?");
@@ -90,6 +103,12 @@ void requireWritableName(fs::path const& target) {
   throw OutputError("output " + target.string() + ": " +
                     (format ? nameOf(*format) + " files are not written" : "unknown extension") +
                     "; expected one of " + writableExtensions());
+}
+
+void requireRoomForPlace(fs::path const& target, Geometry const& geometry, Extents const& extents) {
+  if (isStandardStream(target)) return;
+  FileFormat const format = *formatOf(target);
+  if (!samePlace(geometry, placeIn(format, geometry), extents)) refusePlace(target, format);
 }
 
 void writeVolume(Volume const& volume, StagedFile const& file) {

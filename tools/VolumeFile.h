@@ -24,6 +24,10 @@ Volume readVolume(std::filesystem::path const& path, InputChoice const& choice =
 /// Throws `OutputError` unless volumes are written in files of this name.
 void requireWritableName(std::filesystem::path const& target);
 
+/// Throws `OutputError` when the format of such a file can't hold the place of these voxels.
+void requireRoomForPlace(std::filesystem::path const& target, Geometry const& geometry,
+                         Extents const& extents);
+
 /// Writes the volume, reads it back and compares it, since not every writer notices a full disk or a geometry
 /// that its format can't hold. The result is one file also with the extensions .mhd and .nhdr, whose data is
 /// otherwise often put in a second one. Throws `OutputError`.

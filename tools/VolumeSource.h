@@ -56,7 +56,8 @@ class VolumeSource {
   std::vector<std::filesystem::path> files;
 };
 
-/// Throws `InputError` unless origin, spacing and direction are finite and the spacing is above 0.
+/// Throws `InputError` unless origin, spacing and direction are numbers that files of every format can hold,
+/// the spacing is above 0 and the directions span the space.
 void requirePlace(Geometry const& geometry, std::filesystem::path const& path);
 
 /// Which of the `count` volumes of a file is meant. Throws `InputError` when it holds no such volume, or

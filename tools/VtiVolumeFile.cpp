@@ -2,6 +2,7 @@
 
 #include "tools/SilencedStreams.h"
 #include "tools/errors.h"
+#include "tools/parseNumber.h"
 
 #include <lorb/vtk/toImageData.h>
 #include <lorb/vtk/toImageDataset.h>
@@ -22,6 +23,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <sstream>
 #include <string_view>
 
 namespace lorb::tools {
@@ -53,6 +55,25 @@ bool endsAsXml(fs::path const& path) {
   std::string tail(std::istreambuf_iterator<char>(file), {});
   tail.erase(tail.find_last_not_of(" \t\r\n") + 1);
   return tail.ends_with(end);
+}
+
+/// VTK takes what is no number in these attributes of the image for another one.
+void requireNumbers(fs::path const& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string head(4096, '\0');
+  file.read(head.data(), static_cast<std::streamsize>(head.size()));
+  std::size_t const image = head.find("<ImageData"), end = head.find('>', image);
+  for (char const* name : {"Origin", "Spacing", "Direction"}) {
+    std::size_t const attribute = head.find(std::string(name) + "=\"", image);
+    if (attribute >= end) continue;
+    std::size_t const begin = head.find('"', attribute) + 1;
+    std::istringstream words(head.substr(begin, head.find('"', begin) - begin));
+    for (std::string word; words >> word;) {
+      if (!parseNumber(word)) {
+        refuseInput(path, "has '" + word + "' in " + name + "; expected finite numbers");
+      }
+    }
+  }
 }
 
 Extents extentsIn(vtkInformation& information, fs::path const& path) {
@@ -169,6 +190,7 @@ class VtiVolumeSource : public VolumeSource {
     if (failed(messages) || information == nullptr || !endsAsXml(path_)) {
       refuseInput(path_, "is damaged or incomplete");
     }
+    requireNumbers(path_);
     header_.extents = extentsIn(*information, path_);
     header_.geometry = geometryIn(*information, path_);
   }

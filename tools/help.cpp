@@ -25,11 +25,15 @@ constexpr Example examples[] = {
 
 struct CodeMeaning {
   ExitCode code;
-  std::string_view meaning;
+  std::string_view word, meaning;
 };
 constexpr CodeMeaning codes[] = {
-    {ExitCode::success, "done"},  {ExitCode::usage, "usage"},       {ExitCode::input, "input"},
-    {ExitCode::output, "output"}, {ExitCode::internal, "internal"}, {ExitCode::interrupted, "interrupted"},
+    {ExitCode::success, "done", "All is done; warnings are no failure."},
+    {ExitCode::usage, "usage", "The command line says nothing that can be done."},
+    {ExitCode::input, "input", "The input can't be read or holds no usable volume."},
+    {ExitCode::output, "output", "An output can't be written; what was there before is still there."},
+    {ExitCode::internal, "internal", "Memory does not suffice, or the program has a bug."},
+    {ExitCode::interrupted, "interrupted", "SIGINT, SIGTERM or SIGHUP ended the run."},
 };
 
 std::string padded(std::string text, std::size_t width) {
@@ -57,8 +61,8 @@ void forEachShown(Heading heading, F f) {
 
 std::string exitCodes() {
   std::string text;
-  for (auto const& [code, meaning] : codes) {
-    text += (text.empty() ? "" : ", ") + std::to_string(static_cast<int>(code)) + " " + std::string(meaning);
+  for (auto const& [code, word, meaning] : codes) {
+    text += (text.empty() ? "" : ", ") + std::to_string(static_cast<int>(code)) + " " + std::string(word);
   }
   return text;
 }
@@ -99,8 +103,8 @@ std::string helpText() {
 }
 
 std::string manualPage() {
-  std::string page = ".TH LORB\\-DISTANCE 1 \"\" \"lorb " + std::string(build::version) +
-                     "\"\n.SH NAME\nlorb\\-distance \\- " + roff(summary) +
+  std::string page = ".TH LORB\\-DISTANCE 1 \"" + std::string(build::date) + "\" \"lorb " +
+                     std::string(build::version) + "\"\n.SH NAME\nlorb\\-distance \\- " + roff(summary) +
                      "\n.SH SYNOPSIS\n.B lorb\\-distance\nINPUT \\-o OUTPUT [options]\n.SH DESCRIPTION\n";
   page +=
       "Writes, for every voxel of a volume, the distance to the boundary of an object within the voxel\\(aqs "
@@ -119,8 +123,8 @@ std::string manualPage() {
                          (row.more.empty() ? "" : "\n");
                });
   page += ".SH EXIT STATUS\n";
-  for (auto const& [code, meaning] : codes) {
-    page += ".TP\n.B " + std::to_string(static_cast<int>(code)) + "\n" + std::string(meaning) + "\n";
+  for (auto const& [code, word, meaning] : codes) {
+    page += ".TP\n.B " + std::to_string(static_cast<int>(code)) + "\n" + roff(meaning) + "\n";
   }
   page += ".SH EXAMPLES\n";
   for (Example const& example : examples) {

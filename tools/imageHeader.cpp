@@ -61,12 +61,12 @@ constexpr int mostDimensions = 10;
 /// Fields of a finite number an axis, by all the names they have.
 constexpr char const* perAxis[] = {"Offset", "Position", "Origin", "ElementSpacing", "ElementSize"};
 
-std::optional<std::string> complaintAboutNumbers(Fields const& fields, char const* name, int dimensions) {
+std::optional<std::string> complaintAboutNumbers(Fields const& fields, char const* name, int count) {
   if (fields.count(name) == 0) return std::nullopt;
   auto const words = wordsIn(fields.at(name));
-  if (words.size() != static_cast<std::size_t>(dimensions)) {
+  if (words.size() != static_cast<std::size_t>(count)) {
     return "has " + std::to_string(words.size()) + " numbers in " + name + "; expected " +
-           std::to_string(dimensions);
+           std::to_string(count);
   }
   for (std::string const& word : words) {
     if (!parseNumber(word)) return "has '" + word + "' in " + name + "; expected finite numbers";
@@ -98,6 +98,9 @@ std::optional<std::string> complaintAboutMetaImage(std::filesystem::path const& 
   for (char const* name : perAxis) {
     if (auto complaint = complaintAboutNumbers(fields, name, dimensions)) return complaint;
   }
+  for (char const* name : {"TransformMatrix", "Rotation", "Orientation"}) {
+    if (auto complaint = complaintAboutNumbers(fields, name, dimensions * dimensions)) return complaint;
+  }
   return std::nullopt;
 }
 
@@ -121,6 +124,19 @@ std::optional<ImageData> metaImageData(std::filesystem::path const& path) {
     if (skipped > 0) data.offset = static_cast<std::uint64_t>(skipped);
   }
   return data;
+}
+
+std::optional<std::string> complaintAboutNrrd(std::filesystem::path const& path) {
+  std::ifstream header(path, std::ios::binary);
+  Fields const fields = readFields(header, ':', "");
+  if (fields.count("spacings") == 0) return std::nullopt;
+  auto words = wordsIn(fields.at("spacings"));
+  constexpr std::size_t axes = 3;  // those beyond have no place in space, which NaN says of them
+  if (words.size() > axes) words.resize(axes);
+  for (std::string const& word : words) {
+    if (!parseNumber(word)) return "has '" + word + "' in spacings; expected finite numbers above 0";
+  }
+  return std::nullopt;
 }
 
 std::optional<ImageData> nrrdData(std::filesystem::path const& path) {

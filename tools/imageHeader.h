@@ -28,6 +28,9 @@ std::optional<ImageData> metaImageData(std::filesystem::path const& path);
 /// ITK's reader relies on all.
 std::optional<std::string> complaintAboutMetaImage(std::filesystem::path const& path);
 
+/// The same of an NRRD file, whose reader takes a spacing that is no number for 1.
+std::optional<std::string> complaintAboutNrrd(std::filesystem::path const& path);
+
 /// Reads the header of an NRRD file. Nothing when it names several files for the voxels.
 std::optional<ImageData> nrrdData(std::filesystem::path const& path);
 

@@ -85,7 +85,9 @@ itk::ImageIOBase::Pointer openImageIO(fs::path const& path, FileFormat format) {
   auto io = makeImageIO(format);
   SilencedStreams const silenced;
   try {
-    if (!io->CanReadFile(path.c_str())) {
+    // MetaImage's own check asks for NDims, as the one before does, and for an extension in small letters.
+    bool const checked = format == FileFormat::metaImage;
+    if (!checked && !io->CanReadFile(path.c_str())) {
       refuseInput(path, "is no " + nameOf(format) + " file, or a damaged one");
     }
     io->SetFileName(path.string());

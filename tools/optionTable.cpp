@@ -30,7 +30,7 @@ constexpr OptionRow rows[] = {
     {map, "--slice", "K", "compute slice K alone, counted from 0; all others hold 0", "", "", false},
     {map, "--units", "U", "voxels (default), or mm if the in-plane spacings agree",
      "Millimetres are distances in voxels times the spacing.", "voxels mm", false},
-    {map, "--no-boundary", "V", "value of slices without one: constant, diagonal, nan",
+    {map, "--no-boundary", "V", "slices without one hold: constant (default), diagonal, nan",
      "constant, the default, is the square of the diagonal of the slice in voxels, whatever the units; "
      "diagonal is the length of it. Both are positive outside and negative inside.",
      "constant diagonal nan", false},

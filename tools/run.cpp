@@ -73,10 +73,10 @@ double voxelLength(Options const& options, VolumeHeader const& header) {
 
 /// "map-77.nii.gz"
 fs::path withLabel(fs::path const& path, ExactNumber label) {
-  std::string const known = extensionOf(path), extension = known.empty() ? path.extension().string() : known;
-  std::string const name = path.filename().string();
-  return path.parent_path() /
-         (name.substr(0, name.size() - extension.size()) + "-" + numberText(label) + extension);
+  std::string const name = path.filename().string(), known = extensionOf(path);
+  std::size_t const extension = known.empty() ? path.extension().string().size() : known.size();
+  std::size_t const stem = name.size() - extension;
+  return path.parent_path() / (name.substr(0, stem) + "-" + numberText(label) + name.substr(stem));
 }
 
 /// Slices to work on at a time: all, when memory allows.
@@ -90,8 +90,8 @@ std::uint64_t slicesAtATime(Options const& options, VolumeSource const& source, 
                                " of memory, and there are " + bytesText(budget);
   if (!source.readsParts() || !takesPieces(options.output)) {
     throw MemoryError(shortage +
-                      "; expected more, or slab by slab an uncompressed MetaImage or NIfTI file as input and "
-                      ".mha or .mhd as output");
+                      "; expected more, or slab by slab a MetaImage, NIfTI or binary legacy VTK file without "
+                      "compression as input and .mha or .mhd as output");
   }
   if (slices == 0) {
     throw MemoryError(shortage + "; a single slice takes " + bytesText(need.fixed + need.perSlice));
@@ -121,6 +121,7 @@ class Run {
     for (std::string const& notice : source->notices) warn(notice);
     report_.header = source->header();
     options_.map.voxelLength = voxelLength(options_, report_.header);
+    requireRoomForPlace(options_.output, report_.header.geometry, report_.header.extents);
     requireComputableSlices();
     MapPicture picture(options_, *source);
     targets_.protect(source->files);

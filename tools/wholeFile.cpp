@@ -113,6 +113,7 @@ ImageData dataOf(fs::path const& path, FileFormat format) {
 void requireSaneHeader(fs::path const& path, FileFormat format) {
   std::optional<std::string> complaint;
   if (format == FileFormat::metaImage) complaint = complaintAboutMetaImage(path);
+  if (format == FileFormat::nrrd) complaint = complaintAboutNrrd(path);
   if (format == FileFormat::nifti) complaint = complaintAboutNifti(path);
   if (complaint) refuseInput(path, *complaint);
 }
@@ -121,7 +122,7 @@ void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileForm
   std::uint64_t const voxels = voxelCountIn(io), bytes = voxels * io.GetComponentSize();
   switch (format) {
     case FileFormat::nifti: {
-      bool const compressed = path.extension() == ".gz";
+      bool const compressed = extensionOf(path) == ".nii.gz";
       ImageData const data = {path, 0, compressed ? Coding::compressed : Coding::plain};
       return requireWhole(data, voxels, niftiSize(io), path);
     }

@@ -9,6 +9,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstddef>
 #include <iterator>
 #include <map>
@@ -254,6 +255,63 @@ TEST(VolumeFileContent, PlaceMustBeFinite) {
                "# vtk DataFile Version 3.0\na\nASCII\nDATASET STRUCTURED_POINTS\nDIMENSIONS 2 1 1\n"
                "SPACING 1 1 1\nORIGIN nan 0 0\nPOINT_DATA 2\nSCALARS a char 1\nLOOKUP_TABLE default\n1 0\n");
   EXPECT_TRUE(says(complaintOf(folder / "a.vtk"), "has its origin at nan"));
+}
+
+/// The line with which a file of this content is refused.
+std::string complaintOfContent(std::string const& name, std::string const& content) {
+  TemporaryFolder const folder;
+  writeContent(folder / name, content);
+  return complaintOf(folder / name);
+}
+
+TEST(VolumeFileContent, PlaceIsMadeOfNumbersThatFilesHold) {
+  auto const nrrd = [](std::string const& spacings) {
+    return complaintOfContent("a.nrrd", "NRRD0004\ntype: uchar\ndimension: 3\nsizes: 1 1 1\nspacings: " +
+                                            spacings + "\nencoding: raw\n\n1");
+  };
+  EXPECT_EQ(nrrd("1 2 3"), "read without complaint");
+  EXPECT_TRUE(says(nrrd("1 nan 1"), "has 'nan' in spacings; expected finite numbers above 0"));
+  EXPECT_TRUE(says(nrrd("1 1e300 1"), "has spacing 1 × 1e+300 × 1; expected finite numbers"));
+  EXPECT_TRUE(says(nrrd("1 1e-300 1"), "has spacing 1 × 1e-300 × 1; expected finite numbers"));
+  auto const metaImage = [](std::string const& fields) {
+    return complaintOfContent("a.mha",
+                              "ObjectType = Image\nNDims = 3\nBinaryData = True\n" + fields +
+                                  "\nDimSize = 1 1 1\nElementType = MET_UCHAR\nElementDataFile = LOCAL\n1");
+  };
+  EXPECT_EQ(metaImage("TransformMatrix = 0 1 0 1 0 0 0 0 1"), "read without complaint");
+  EXPECT_TRUE(
+      says(metaImage("TransformMatrix = 1 0 0 0 nan 0 0 0 1"), "has 'nan' in TransformMatrix; expected"));
+  EXPECT_TRUE(says(metaImage("TransformMatrix = 1 0 0 0"), "has 4 numbers in TransformMatrix; expected 9"));
+  EXPECT_TRUE(says(metaImage("TransformMatrix = 0 0 0 0 0 0 0 0 0"), "directions that lie in a plane"));
+  EXPECT_TRUE(
+      says(metaImage("Offset = 0 1e300 0"), "has its origin at 0 × 1e+300 × 0; expected finite numbers"));
+}
+
+#ifdef LORB_TOOLS_WITH_VTI
+TEST(VtiFile, HasNumbersForItsPlace) {
+  auto const vti = [](std::string const& attributes) {
+    return complaintOfContent(
+        "a.vti",
+        "<VTKFile type=\"ImageData\" version=\"0.1\"><ImageData WholeExtent=\"0 1 0 0 0 0\" " + attributes +
+            "><Piece Extent=\"0 1 0 0 0 0\"><PointData><DataArray Name=\"a\" type=\"UInt8\" format=\"ascii\">"
+            "1 2</DataArray></PointData></Piece></ImageData></VTKFile>");
+  };
+  EXPECT_EQ(vti("Origin=\"0 0 0\" Spacing=\"1 2 3\""), "read without complaint");
+  EXPECT_TRUE(says(vti("Spacing=\"1 nan 1\""), "has 'nan' in Spacing; expected finite numbers"));
+  EXPECT_TRUE(says(vti("Origin=\"1 nan 1\""), "has 'nan' in Origin; expected finite numbers"));
+}
+#endif
+
+TEST_P(VolumeFile, MayBeNamedInCapitals) {
+  writeVolume(sample(typeFloat), file(), false);
+  std::string name = "b" + GetParam();
+  std::transform(name.begin(), name.end(), name.begin(),
+                 [](char c) { return static_cast<char>(std::toupper(c)); });
+  fs::rename(file(), folder / name);
+  EXPECT_TRUE(equalVoxels(*readVolume(folder / name).voxels, *sample(typeFloat).voxels));
+  fs::remove(folder / name);
+  writeVolume(sample(typeFloat), folder / name, false);
+  EXPECT_TRUE(equalVoxels(*readVolume(folder / name).voxels, *sample(typeFloat).voxels));
 }
 
 TEST(VolumeFileContent, NiftiIsOfTheFirstVersion) {

@@ -223,6 +223,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"VolumeOfVti", "one.vti -o a.mha --volume 7", 3,
                 "one.vti: has no volume 7; expected --volume 0"},
 #endif
+        BadCase{"PlaceThatVtkHoldsNot", "good.nii.gz -o a.vtk --memory 10M", 4,
+                "a.vtk: legacy VTK can't hold the volume's origin, spacing and direction"},
+        BadCase{"PlaceThatTiffHoldsNot", "good.nii.gz -o a.tif --memory 10M", 4, "a.tif: TIFF can't hold"},
         BadCase{"ReportIsMap", "good.nii.gz -o a.mha --json ./a.mha", 4, "./a.mha: is written twice"},
         BadCase{"ReportIsPicture", "good.nii.gz -o a.mha --preview p.png --json p.png --force", 4,
                 "p.png: is written twice"},
@@ -483,6 +486,29 @@ TEST(ToolMaps, EachLabelHasOneOfItsOwn) {
   EXPECT_TRUE(contentsOf(folder) == before) << "files have changed";
 }
 
+TEST(ToolMaps, EachLabelMayBeInvertedAndIsCounted) {
+  TemporaryFolder const folder;
+  Volume const volume = labelVolume();
+  writeVolume(volume, folder / "labels.nrrd", false);
+  Outcome const outcome = runTool(folder.path(), "labels.nrrd --each-label --invert -o m.nii");
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  auto const& labels = static_cast<TImageDataset<short, 3> const&>(*volume.voxels).pages[0].data;
+  for (int const label : {-3, -2, -1, 1, 2, 3}) {
+    Volume const map = readVolume(folder / ("m-" + std::to_string(label) + ".nii"));
+    int inside = 0;
+    for (std::size_t k = 0; k < labels.size(); ++k) {
+      EXPECT_EQ(mapIn(map).pages[0].data[k] < 0.0F, labels[k] != label);
+      inside += labels[k] != label;
+    }
+    // 600 voxels: six of them are a per cent
+    std::string const cents = std::to_string((inside * 10000 + 300) / 600 % 100);
+    std::string const percent = std::to_string(inside / 6) + (cents.size() < 2 ? ".0" : ".") + cents;
+    std::string const line = "object: all but label " + std::to_string(label) + ": " +
+                             std::to_string(inside) + " of 600 voxels (" + percent + " %)\n";
+    EXPECT_NE(outcome.out.find(line), std::string::npos) << outcome.out << " lacks " << line;
+  }
+}
+
 TEST(ToolMaps, MillimetresAreVoxelsTimesTheSpacing) {
   TemporaryFolder const folder;
   writeVolume(labelVolume(), folder / "labels.nrrd", false);
@@ -628,7 +654,7 @@ TEST(ToolMaps, FitIntoLittleMemory) {
   Outcome const refused = runTool(folder.path(), "large.mha -o a.nii --memory 150M");
   EXPECT_EQ(refused.exitCode, 5);
   EXPECT_NE(refused.err.find("large.mha: its map takes about "), std::string::npos) << refused.err;
-  EXPECT_NE(refused.err.find("and there are 150 MiB; expected more, or slab by slab an uncompressed"),
+  EXPECT_NE(refused.err.find("and there are 150 MiB; expected more, or slab by slab a MetaImage, "),
             std::string::npos)
       << refused.err;
   EXPECT_EQ(runTool(folder.path(), "large.mha -o a.mha --memory 20M").exitCode, 5);
