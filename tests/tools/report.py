@@ -2,6 +2,7 @@
 
 import json
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -72,11 +73,28 @@ def main(tool, schema_path):
         assert sorted(os.listdir(folder)) == ["in.nii", "out-1.nii", "out-2.nii", "out-3.nii", "out.nii",
                                               "report.json"], os.listdir(folder)
 
-        # Numbers follow no locale.
-        environment = dict(os.environ, LC_ALL="de_DE.UTF-8")
-        done = subprocess.run([tool, source, "-o", result, "--force", "--json", "-"], check=True,
-                              capture_output=True, text=True, env=environment)
-        assert json.loads(done.stdout)["input"]["spacing"] == [0.5, 0.5, 2.0]
+        check_locale(tool, source, result)
+
+
+def check_locale(tool, source, result):
+    """Numbers follow no locale: they are read and written the same where commas are usual."""
+    with tempfile.TemporaryDirectory() as locales:
+        made = subprocess.run(["localedef", "-i", "de_DE", "-f", "UTF-8", f"{locales}/de_DE.UTF-8"],
+                              capture_output=True) if shutil.which("localedef") else None
+        environment = dict(os.environ, LC_ALL="de_DE.UTF-8", LOCPATH=locales)
+        point = subprocess.run(["locale", "decimal_point"], capture_output=True, text=True, env=environment).stdout
+        if made is None or point != ",\n":
+            print("no locale with commas can be made here")
+            return
+        for environment in (environment, dict(os.environ, LC_ALL="C")):
+            subprocess.run([tool, source, "-o", result, "--force", "--above", "0.5", "--json", result + ".json"],
+                           check=True, stdout=subprocess.DEVNULL, env=environment)
+            with open(result, "rb") as file, open(result + ".json") as report:
+                document = json.load(report)
+                made = file.read(), document["input"], document["maps"], document["settings"]
+            assert document["input"]["spacing"] == [0.5, 0.5, 2.0]
+            expected = made if environment["LC_ALL"] != "C" else expected
+        assert made == expected
 
 
 if __name__ == "__main__":
