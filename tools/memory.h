@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,8 +10,12 @@
 namespace lorb::tools {
 
 /// Bytes that a new process can have without pushing others out, as the system estimates it, within the
-/// limits that this process has been given.
+/// limits that this process and the control groups that it belongs to have been given.
 std::uint64_t availableMemory();
+
+/// What is left of the memory that the control groups of this process may take; the greatest number when none
+/// has a limit. `root` is where the system's folders proc and sys are.
+std::uint64_t leftByControlGroups(std::filesystem::path const& root);
 
 /// The most that this process has ever held in memory, in bytes.
 std::uint64_t peakMemory();

@@ -1,8 +1,14 @@
 #include "tools/memory.h"
 
+#include "TemporaryFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <string>
 #include <vector>
 
 namespace lorb::tools {
@@ -23,6 +29,31 @@ TEST(Bytes, AreSpelled) {
   EXPECT_EQ(bytesText(512U << 20), "512 MiB");
   EXPECT_EQ(bytesText(3ULL << 29), "1.5 GiB");
   EXPECT_EQ(bytesText(1024), "1 KiB");
+}
+
+TEST(Memory, ControlGroupsLimitIt) {
+  TemporaryFolder const root;
+  auto const write = [&](std::string const& path, std::string const& content) {
+    std::filesystem::create_directories((root / path).parent_path());
+    writeContent(root / path, content + "\n");
+  };
+  constexpr std::uint64_t none = std::numeric_limits<std::uint64_t>::max();
+  EXPECT_EQ(leftByControlGroups(root.path()), none);
+  write("proc/self/cgroup", "0::/all/one");
+  write("sys/fs/cgroup/all/one/memory.max", "max");
+  EXPECT_EQ(leftByControlGroups(root.path()), none);
+  write("sys/fs/cgroup/all/memory.max", "1000");
+  write("sys/fs/cgroup/all/memory.current", "600");
+  write("sys/fs/cgroup/all/memory.stat", "anon 500\ninactive_file 100");
+  EXPECT_EQ(leftByControlGroups(root.path()), 500U);
+  write("sys/fs/cgroup/all/one/memory.max", "300");
+  EXPECT_EQ(leftByControlGroups(root.path()), 300U);
+  write("sys/fs/cgroup/all/memory.current", "2000");
+  EXPECT_EQ(leftByControlGroups(root.path()), 0U);
+  write("proc/self/cgroup", "5:cpu:/x\n4:memory:/one");
+  write("sys/fs/cgroup/memory/one/memory.limit_in_bytes", "70");
+  write("sys/fs/cgroup/memory/one/memory.usage_in_bytes", "30");
+  EXPECT_EQ(leftByControlGroups(root.path()), 40U);
 }
 
 TEST(Memory, PeakIsWhatWasTouched) {
