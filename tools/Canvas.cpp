@@ -133,20 +133,6 @@ void Canvas::text(Point const& at, std::string const& line, Align align, double 
   cairo_show_text(context_.get(), line.c_str());
 }
 
-void Canvas::textWithHalo(Point const& at, std::string const& line, double size, Colour colour, Colour halo) {
-  cairo_t* const context = context_.get();
-  setFont(context, size);
-  cairo_move_to(context, at.x - 0.5 * textWidth(line, size), at.y);
-  cairo_text_path(context, line.c_str());
-  setColour(context, halo);
-  cairo_set_line_width(context, 4.0);
-  cairo_set_line_join(context, CAIRO_LINE_JOIN_ROUND);
-  cairo_stroke_preserve(context);
-  cairo_set_line_join(context, CAIRO_LINE_JOIN_MITER);
-  setColour(context, colour);
-  cairo_fill(context);
-}
-
 void Canvas::textUpwards(Point const& at, std::string const& line, double size, Colour colour) {
   cairo_save(context_.get());
   cairo_translate(context_.get(), at.x, at.y);

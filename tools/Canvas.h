@@ -38,8 +38,6 @@ class Canvas {
 
   /// One line of UTF-8 with its baseline at y.
   void text(Point const& at, std::string const& line, Align align, double size, Colour colour);
-  /// Centred and with a rim, to be read on any ground.
-  void textWithHalo(Point const& at, std::string const& line, double size, Colour colour, Colour halo);
   /// One line turned to be read upwards, centred on y.
   void textUpwards(Point const& at, std::string const& line, double size, Colour colour);
   double textWidth(std::string const& line, double size);
