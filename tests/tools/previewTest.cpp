@@ -126,6 +126,25 @@ TEST(Preview, TurnsSlicesAsTheirDirectionsSay) {
   EXPECT_FALSE(redAt(rightAnterior, 0.9, 0.9));
 }
 
+TEST(Preview, LettersOfSidesStandOnPlates) {
+  DistanceMap const stripes =
+      mapOf({100, 100, 1}, [](std::uint64_t x, std::uint64_t y, auto) { return (x + y) % 2 == 0; });
+  auto const lightAtTop = [&](std::optional<Directions> const& directions) {
+    DecodedPicture const picture(pngOf(stripes, {.directions = directions}));
+    Panel const panel(picture);
+    int light = 0;
+    for (int y = panel.top + 6; y < panel.top + 26; ++y) {
+      for (int x = panel.left + panel.width / 2 - 10; x < panel.left + panel.width / 2 + 10; ++x) {
+        light += difference(picture.at(x, y), {255, 255, 255}) < 60;
+      }
+    }
+    return light;
+  };
+  Directions const axial = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+  EXPECT_GT(lightAtTop(axial), 250) << "of 400 pixels, some of which are the letter's";
+  EXPECT_LT(lightAtTop(std::nullopt), 250);
+}
+
 TEST(Preview, SlicesWithoutABoundaryLeaveTheColoursAlone) {
   for (bool const full : {false, true}) {
     DistanceMap const map =
