@@ -12,7 +12,9 @@ constexpr OptionRow rows[] = {
      "Volumes are counted along all dimensions beyond the third.", "", false},
     {input, "--series", "UID", "DICOM series to take (default: the largest)", "", "", false},
     {input, "--uneven", "", "take DICOM slices with gaps or a tilt all the same",
-     "The map is placed by the commonest spacing; distances, which lie within slices, are right.", "", false},
+     "The map is placed by the commonest spacing; distances, which lie within slices, are right. "
+     "Files that may be damaged slices are left out.",
+     "", false},
     {input, "--phantom", "", "a built-in head phantom in place of INPUT", "", "", false},
 
     {object, "--above", "T", "values above T are inside (default: above 0)", "", "", false},
