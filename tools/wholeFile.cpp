@@ -70,9 +70,6 @@ std::uint64_t countNumbers(std::istream& text, std::uint64_t most) {
 
 /// Throws `InputError` unless the data holds `voxels` elements of `bytes` bytes in all.
 void requireWhole(ImageData const& data, std::uint64_t voxels, std::uint64_t bytes, fs::path const& path) {
-  if (auto const reason = whyClosed(data.file)) {
-    refuseInput(path, "its data file " + data.file.string() + " can't be opened: " + *reason);
-  }
   std::ifstream stream(data.file, std::ios::binary);
   stream.seekg(static_cast<std::streamoff>(data.offset));
   auto const requireEnough = [&](std::uint64_t found) {
@@ -101,11 +98,20 @@ void requireWhole(ImageData const& data, std::uint64_t voxels, std::uint64_t byt
   }
 }
 
-/// Where a MetaImage or NRRD file keeps its voxels.
+/// Where a MetaImage or NRRD file keeps its voxels: in a file that can be opened, and without waiting.
 ImageData dataOf(fs::path const& path, FileFormat format) {
   auto const data = format == FileFormat::nrrd ? nrrdData(path) : metaImageData(path);
   if (!data) refuseInput(path, "keeps its voxels in several files; expected one");
+  std::string const name = "its data file " + data->file.string();
+  std::error_code ignored;
+  if (auto const reason = whyClosed(data->file)) refuseInput(path, name + " can't be opened: " + *reason);
+  if (!fs::is_regular_file(data->file, ignored))
+    refuseInput(path, name + " is no regular file; expected one");
   return *data;
+}
+
+bool mayBeTwoFiles(FileFormat format) {
+  return format == FileFormat::metaImage || format == FileFormat::nrrd;
 }
 
 }  // namespace
@@ -116,6 +122,7 @@ void requireSaneHeader(fs::path const& path, FileFormat format) {
   if (format == FileFormat::nrrd) complaint = complaintAboutNrrd(path);
   if (format == FileFormat::nifti) complaint = complaintAboutNifti(path);
   if (complaint) refuseInput(path, *complaint);
+  if (mayBeTwoFiles(format)) dataOf(path, format);
 }
 
 void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileFormat format) {
@@ -139,8 +146,7 @@ void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileForm
 }
 
 std::vector<fs::path> filesOf(fs::path const& path, FileFormat format) {
-  bool const mayBeTwo = format == FileFormat::metaImage || format == FileFormat::nrrd;
-  if (!mayBeTwo) return {path};
+  if (!mayBeTwoFiles(format)) return {path};
   return {path, dataOf(path, format).file};
 }
 

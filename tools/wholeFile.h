@@ -12,7 +12,7 @@
 namespace lorb::tools {
 
 /// Throws `InputError` when the header of a file holds numbers that ITK's reader of the format would take as
-/// they are and come to grief with.
+/// they are and come to grief with, or names a data file that it would wait for or not find.
 void requireSaneHeader(std::filesystem::path const& path, FileFormat format);
 
 /// Throws `InputError` when the data behind the header that `io` has read is shorter than the header says, or

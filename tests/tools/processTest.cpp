@@ -94,6 +94,11 @@ class Tool : public testing::Test {
         folder / "detached.nhdr",
         "NRRD0004\ntype: uchar\ndimension: 3\nsizes: 1 1 3\nencoding: raw\ndata file: detached.raw\n");
     writeContent(folder / "detached.raw", "abc");
+    for (char const* name : {"detached.mhd", "detached.nhdr"}) {
+      std::string header = contentOf(folder / name);
+      header.replace(header.find("detached.raw"), std::string("detached.raw").size(), "pipe");
+      writeContent(folder / (std::string("waiting.") + name), header);
+    }
     auto const metaImage = [&](char const* name, std::string const& fields, std::string const& data) {
       writeContent(folder / name, "ObjectType = Image\nNDims = 3\nBinaryData = True\n" + fields +
                                       "\nElementDataFile = LOCAL\n" + data);
@@ -226,6 +231,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"PlaceThatVtkHoldsNot", "good.nii.gz -o a.vtk --memory 10M", 4,
                 "a.vtk: legacy VTK can't hold the volume's origin, spacing and direction"},
         BadCase{"PlaceThatTiffHoldsNot", "good.nii.gz -o a.tif --memory 10M", 4, "a.tif: TIFF can't hold"},
+        BadCase{"PipeAsDataOfMetaImage", "waiting.detached.mhd -o a.mha", 3, "pipe is no regular file"},
+        BadCase{"PipeAsDataOfNrrd", "waiting.detached.nhdr -o a.mha", 3, "pipe is no regular file"},
         BadCase{"ReportIsMap", "good.nii.gz -o a.mha --json ./a.mha", 4, "./a.mha: is written twice"},
         BadCase{"ReportIsPicture", "good.nii.gz -o a.mha --preview p.png --json p.png --force", 4,
                 "p.png: is written twice"},
