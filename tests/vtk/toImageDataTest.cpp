@@ -3,6 +3,7 @@
 
 #include <tests/vtk/images.h>
 
+#include <limits>
 #include <memory>
 
 namespace lorb {
@@ -173,6 +174,17 @@ TEST(ToImageDataTest, MakesAnImageWithoutVoxelsOfAnEmptyVolume) {
   EXPECT_EQ(image->GetNumberOfPoints(), 0);
   EXPECT_EQ(image->GetScalarType(), VTK_SHORT);
   EXPECT_EQ(image->GetOrigin()[1], -2.0);
+}
+
+TEST(ToImageDataTest, ExtentsBeyondIntegersAreCutToTheirLowBits) {
+  /// Says that it is 2³¹ voxels wide and holds none.
+  struct Wide : TImageDataset<unsigned char, 3> {
+    std::uint64_t size[3] = {std::uint64_t{1} << 31, 0, 0};
+    std::uint64_t const* size_array() const override { return size; }
+  };
+  Wide const wide;
+  Owned const image = own(toImageData(&wide));
+  EXPECT_EQ(image->GetExtent()[1], std::numeric_limits<int>::max());
 }
 
 TEST(ToImageDataTest, LeavesTheVolumeAsItWas) {
