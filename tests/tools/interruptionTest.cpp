@@ -1,9 +1,6 @@
 // The built tool interrupted, killed, and watched at a terminal.
 
 #include "TemporaryFolder.h"
-#include "sampleVolumes.h"
-#include "tools/VolumeFile.h"
-#include "tools/distanceMap.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -186,28 +184,38 @@ TEST(Killed, LeavesAFolderThatTheNextRunRemoves) {
   close(lock);
 }
 
-/// Runs the phantom while standing still for longer than progress waits.
+bool hasBegunAMap(fs::path const& folder) {
+  auto const entries = fs::recursive_directory_iterator(folder);
+  return std::any_of(begin(entries), end(entries), [](fs::directory_entry const& entry) {
+    return entry.path().parent_path().filename().string().starts_with(".lorb-distance-");
+  });
+}
+
+/// Makes a map slab by slab and stands still after the first slab for longer than progress waits.
 Process::Outcome slowRun(fs::path const& folder, bool terminal, std::vector<std::string> more = {}) {
-  std::vector<std::string> arguments = {"slow.mha", "-o", "map.mha", "--force", "--threads", "1"};
+  std::vector<std::string> arguments = {"slow.mha",  "-o", "map.mha",  "--force",
+                                        "--threads", "1",  "--memory", "150M"};
   arguments.insert(arguments.end(), more.begin(), more.end());
   Process const process(folder, arguments, terminal);
-  std::this_thread::sleep_for(1ms);
-  for (int k = 0; k < 80; ++k) {
-    process.signal(SIGSTOP);
-    std::this_thread::sleep_for(20ms);
+  EXPECT_TRUE(waitUntil([&] {
     process.signal(SIGCONT);
-    std::this_thread::sleep_for(3ms);
-  }
+    std::this_thread::sleep_for(2ms);
+    process.signal(SIGSTOP);
+    return hasBegunAMap(folder);
+  }));
+  std::this_thread::sleep_for(1100ms);
+  process.signal(SIGCONT);
   return process.wait();
 }
 
 TEST(Progress, IsShownAtATerminalWhenWorkIsLong) {
   TemporaryFolder const folder;
-  Volume volume;
-  auto voxels = std::make_unique<TImageDataset<unsigned char, 3>>(Extents{400, 400, 200});
-  for (std::size_t k = 0; k < voxels->voxels().size(); k += 97) voxels->voxels()[k] = 1;
-  volume.voxels = std::move(voxels);
-  writeVolume(volume, folder / "slow.mha", false);
+  std::string voxels(400 * 400 * 200, '\0');
+  for (std::size_t k = 0; k < voxels.size(); k += 97) voxels[k] = 1;
+  writeContent(folder / "slow.mha",
+               "NDims = 3\nBinaryData = True\nDimSize = 400 400 200\nElementType = MET_UCHAR\n"
+               "ElementDataFile = LOCAL\n" +
+                   voxels);
   std::string const shown = slowRun(folder.path(), true).err;
   EXPECT_NE(shown.find(" of 200 slices, "), std::string::npos) << shown;
   EXPECT_NE(shown.find(" a second, "), std::string::npos) << shown;
