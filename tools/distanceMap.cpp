@@ -10,6 +10,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -179,28 +180,50 @@ void requireComputable(std::array<std::uint64_t, 3> const& extents, SliceChoice 
   }
 }
 
+namespace {
+
+/// Threads that end with this object: a process that forks while others start may find locks held for ever.
+class Workers {
+ public:
+  explicit Workers(unsigned threads)
+      : limit_(oneapi::tbb::global_control::max_allowed_parallelism, threads),
+        count_(static_cast<int>(threads)) {}
+  ~Workers() { oneapi::tbb::finalize(handle_, std::nothrow); }
+  Workers(Workers const&) = delete;
+  Workers& operator=(Workers const&) = delete;
+
+  template <class F>
+  void run(std::uint64_t count, F const& f) {
+    // More threads than processors are had only when both the process and the arena are told.
+    oneapi::tbb::task_arena arena(count_);
+    arena.execute([&] { oneapi::tbb::parallel_for(std::uint64_t{0}, count, f); });
+  }
+
+ private:
+  oneapi::tbb::task_scheduler_handle handle_{oneapi::tbb::attach{}};
+  oneapi::tbb::global_control limit_;
+  int count_;
+};
+
+}  // namespace
+
 DistanceMap distanceMap(Input const& mask, MapSettings const& settings, std::vector<SliceSummary>* summaries,
                         SlicesDone const& done) {
-  namespace tbb = oneapi::tbb;
   Plane const plane = settings.choice.plane;
   DistanceMap map(mask.extents);
   SliceRange const all = chosenRange(sliceShape(mask, plane).count, settings.choice.slice);
   std::vector<SliceSummary> found(all.end - all.begin);
 
-  // More threads than processors are had only when both are told.
-  tbb::global_control const limit(tbb::global_control::max_allowed_parallelism, settings.threads);
-  tbb::task_arena arena(static_cast<int>(settings.threads));
-  tbb::enumerable_thread_specific<Transform> transforms;
+  oneapi::tbb::enumerable_thread_specific<Transform> transforms;
   std::uint64_t const grain = grainOf(plane, all.end - all.begin, settings.threads);
   std::uint64_t const blocks = (all.end - all.begin + grain - 1) / grain;
-  arena.execute([&] {
-    tbb::parallel_for(std::uint64_t{0}, blocks, [&](std::uint64_t block) {
-      std::uint64_t const begin = all.begin + block * grain;
-      SliceRange const range = {begin, std::min(all.end, begin + grain)};
-      transformSlices(transforms.local(), mask, map, plane, range);
-      finishSlices(map, settings, range, &found[range.begin - all.begin]);
-      if (done) done(range.end - range.begin);
-    });
+  Workers workers(settings.threads);
+  workers.run(blocks, [&](std::uint64_t block) {
+    std::uint64_t const begin = all.begin + block * grain;
+    SliceRange const range = {begin, std::min(all.end, begin + grain)};
+    transformSlices(transforms.local(), mask, map, plane, range);
+    finishSlices(map, settings, range, &found[range.begin - all.begin]);
+    if (done) done(range.end - range.begin);
   });
   if (summaries != nullptr) summaries->insert(summaries->end(), found.begin(), found.end());
   return map;

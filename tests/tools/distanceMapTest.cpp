@@ -5,10 +5,15 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cmath>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <stdexcept>
+#include <thread>
 
 namespace lorb::tools {
 namespace {
@@ -168,6 +173,28 @@ TEST_P(DistanceMapIn, LengthAndFillingAreAsChosen) {
       }
     });
   }
+}
+
+std::ptrdiff_t threadsOfThisProcess() {
+  namespace fs = std::filesystem;
+  return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+}
+
+TEST(DistanceMap, LeavesNoThreadBehind) {
+  MapSettings settings;
+  settings.threads = 4;
+  auto const before = threadsOfThisProcess();
+  std::atomic<std::ptrdiff_t> most = 0;
+  for (int k = 0; k < 3; ++k) {
+    distanceMap(Mask({64, 64, 200}), settings, nullptr,
+                [&](std::uint64_t) { most = threadsOfThisProcess(); });
+    // The system may list a thread for a moment longer.
+    for (int wait = 0; wait < 1000 && threadsOfThisProcess() > before; ++wait) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(threadsOfThisProcess(), before);
+  }
+  EXPECT_GT(most, before) << "or else there was nothing to leave";
 }
 
 TEST(DistanceMap, RefusesSlicesBeyondTheTransform) {
