@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 /// Rows of slices in plain buffers: the one place where element type and plane of a slice matter.
@@ -89,17 +90,54 @@ struct PackedSlices {
   AlignedArray<std::uint16_t> packs;
 };
 
+/// Has memory bring the lines of floats first, first + stride, … up to `end` while something is computed that
+/// does not need memory: writing would wait for them, which costs a fifth of the whole.
+inline void fetch(float const* base, std::size_t first, std::size_t end, std::size_t stride) {
+  for (std::size_t k = first; k < end; k += stride) hwy::Prefetch(base + k);
+}
+
+/// Rows of neighbouring slices on their way into a volume in which they lie side by side: element i of row s
+/// goes to target[i * stride + s].
+struct RowsAcross {
+  float const* values;
+  std::size_t rowLength;
+  std::size_t width;
+  std::size_t count;
+  float* target;
+  std::size_t stride;
+  bool pastCache;
+
+  /// One of `count` shares, of which the last may be empty: short ones don't pay.
+  void storeShare(std::size_t number) const {
+    constexpr std::size_t shortest = 32;
+    std::size_t const length = std::max(shortest, (width + 4 * count - 1) / (4 * count) * 4);
+    std::size_t const begin = std::min(width, number * length);
+    std::size_t const end = std::min(width, begin + length);
+    if (begin == end) return;
+    voxel_rows::storeAcross(values + begin, rowLength, end - begin, count, target + begin * stride, stride,
+                            pastCache);
+  }
+
+  /// Asks for the lines of one of `count` shares, unless they need not be read.
+  void fetchShare(std::size_t number) const {
+    if (pastCache) return;
+    std::size_t const length = (width + count - 1) / count;
+    fetch(target, number * length * stride, std::min(width, (number + 1) * length) * stride, stride);
+  }
+};
+
 /// Where the rows of a slab pass through.
 struct SlabBuffers {
   SlabBuffers(int width, int slices)
       : rowLength((static_cast<std::size_t>(width) + 63) / 64 * 64),
         flags(rowLength),
-        values(rowLength * static_cast<std::size_t>(slices)) {}
+        values(2 * rowLength * static_cast<std::size_t>(slices)) {}
 
   std::size_t rowLength;
   std::vector<std::uint8_t> flags;
-  std::vector<float> values;
+  std::vector<float> values;  // two rows for each slice
   PackedSlices packed;
+  std::optional<RowsAcross> waiting;
 };
 
 /// Address of a volume's first voxel; of `bool` volumes, of the word that holds it.
@@ -196,10 +234,13 @@ void leave(Transform::GenericSlice<Plane> const& view, int j, int count, SlabBuf
   }
 }
 
-/// Has memory bring the lines of floats first, first + stride, … up to `end` while something is computed that
-/// does not need memory: writing would wait for them, which costs a fifth of the whole.
-inline void fetch(float const* base, std::size_t first, std::size_t end, std::size_t stride) {
-  for (std::size_t k = first; k < end; k += stride) hwy::Prefetch(base + k);
+/// Whether whole cache lines are written, and so many that none would stay in a cache: then they need not be
+/// read before.
+inline bool goesPastCache(TImageDataset<float, 3> const& volume, float const* target, std::size_t count) {
+  constexpr std::size_t cachedBytes = 32 << 20;
+  constexpr std::size_t line = voxel_rows::maxAcross;
+  return count == line && reinterpret_cast<std::uintptr_t>(target) % (line * sizeof(float)) == 0 &&
+         volume.pages[0].extents[0] % line == 0 && volume.pages[0].data.size() >= cachedBytes / sizeof(float);
 }
 
 template <Transform::PlaneOrientationE Plane, class Solve>
@@ -208,15 +249,27 @@ void leave(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const& view, in
   float* const base = view.dataset->pages[0].data.data();
   auto const width = static_cast<std::size_t>(view.width);
   if constexpr (Plane == Transform::planeYZ) {
-    std::size_t const stride = view.dataset->pages[0].extents[0];
-    float* const target = base + view.index(0, j);
+    // The rows of one j are written in shares while those of the next are searched: memory is slower.
     auto const across = static_cast<std::size_t>(count);
-    std::size_t const share = (width + across - 1) / across;
+    float* const values = buffers.values.data() + (j % 2 == 0 ? 0 : buffers.values.size() / 2);
+    float* const target = base + view.index(0, j);
+    RowsAcross const rows = {values,
+                             buffers.rowLength,
+                             width,
+                             across,
+                             target,
+                             view.dataset->pages[0].extents[0],
+                             goesPastCache(*view.dataset, target, across)};
     for (std::size_t s = 0; s < across; ++s) {
-      fetch(target, s * share * stride, std::min(width, (s + 1) * share) * stride, stride);
-      solve(static_cast<int>(s), buffers.values.data() + s * buffers.rowLength);
+      if (buffers.waiting) buffers.waiting->storeShare(s);
+      rows.fetchShare(s);
+      solve(static_cast<int>(s), values + s * buffers.rowLength);
     }
-    voxel_rows::storeAcross(buffers.values.data(), buffers.rowLength, width, across, target, stride);
+    buffers.waiting = rows;
+    if (j > 0) return;
+    for (std::size_t s = 0; s < across; ++s) rows.storeShare(s);
+    buffers.waiting.reset();
+    hwy::FlushStream();
   } else {
     constexpr std::size_t lineLength = 16;
     auto row = view;

@@ -90,29 +90,62 @@ HWY_INLINE void PackFlags(T const* base, std::size_t first, std::size_t stride, 
 LORB_FOR_EACH_ELEMENT_TYPE(LORB_FLAG_FUNCTIONS)
 #undef LORB_FLAG_FUNCTIONS
 
-void StoreAcross(float const* rows, std::size_t rowStride, std::size_t count, std::size_t across,
-                 float* target, std::size_t stride) {
-  std::size_t i = 0;
 #if HWY_TARGET != HWY_SCALAR
-  hn::Full128<float> const d;
+
+/// Four elements of each of as many rows as the vector has blocks of four.
+template <class D>
+HWY_INLINE hn::Vec<D> LoadBlocks(D d, float const* rows, std::size_t rowStride) {
+  if constexpr (hn::MaxLanes(D()) == 4) {
+    return hn::LoadU(d, rows);
+  } else {
+    hn::Half<D> const half;
+    return hn::Combine(d, LoadBlocks(half, rows + hn::MaxLanes(half) / 4 * rowStride, rowStride),
+                       LoadBlocks(half, rows, rowStride));
+  }
+}
+
+/// Columns of `maxAcross` rows, four at a time; returns how many of `count` that makes.
+template <class Store>
+HWY_INLINE std::size_t StoreLines(float const* rows, std::size_t rowStride, std::size_t count, float* target,
+                                  std::size_t stride, Store store) {
+  constexpr std::size_t lanes =
+      HWY_HAVE_SCALABLE ? 4 : std::min<std::size_t>(maxAcross, HWY_MAX_BYTES / sizeof(float));
+  hn::FixedTag<float, lanes> const d;
   hn::Repartition<double, decltype(d)> const dPairs;
-  for (; i + 4 <= count && across == maxAcross; i += 4) {
-    for (std::size_t s = 0; s < maxAcross; s += 4) {
+  std::size_t i = 0;
+  for (; i + 4 <= count; i += 4) {
+    for (std::size_t s = 0; s < maxAcross; s += lanes) {
       float const* const tile = rows + s * rowStride + i;
-      auto const r0 = hn::LoadU(d, tile);
-      auto const r1 = hn::LoadU(d, tile + rowStride);
-      auto const r2 = hn::LoadU(d, tile + 2 * rowStride);
-      auto const r3 = hn::LoadU(d, tile + 3 * rowStride);
+      auto const r0 = LoadBlocks(d, tile, 4 * rowStride);
+      auto const r1 = LoadBlocks(d, tile + rowStride, 4 * rowStride);
+      auto const r2 = LoadBlocks(d, tile + 2 * rowStride, 4 * rowStride);
+      auto const r3 = LoadBlocks(d, tile + 3 * rowStride, 4 * rowStride);
       auto const low01 = hn::BitCast(dPairs, hn::InterleaveLower(d, r0, r1));
       auto const low23 = hn::BitCast(dPairs, hn::InterleaveLower(d, r2, r3));
       auto const high01 = hn::BitCast(dPairs, hn::InterleaveUpper(d, r0, r1));
       auto const high23 = hn::BitCast(dPairs, hn::InterleaveUpper(d, r2, r3));
       float* const column = target + i * stride + s;
-      hn::StoreU(hn::BitCast(d, hn::InterleaveLower(dPairs, low01, low23)), d, column);
-      hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(dPairs, low01, low23)), d, column + stride);
-      hn::StoreU(hn::BitCast(d, hn::InterleaveLower(dPairs, high01, high23)), d, column + 2 * stride);
-      hn::StoreU(hn::BitCast(d, hn::InterleaveUpper(dPairs, high01, high23)), d, column + 3 * stride);
+      store(d, hn::BitCast(d, hn::InterleaveLower(dPairs, low01, low23)), column);
+      store(d, hn::BitCast(d, hn::InterleaveUpper(dPairs, low01, low23)), column + stride);
+      store(d, hn::BitCast(d, hn::InterleaveLower(dPairs, high01, high23)), column + 2 * stride);
+      store(d, hn::BitCast(d, hn::InterleaveUpper(dPairs, high01, high23)), column + 3 * stride);
     }
+  }
+  return i;
+}
+
+#endif
+
+void StoreAcross(float const* rows, std::size_t rowStride, std::size_t count, std::size_t across,
+                 float* target, std::size_t stride, [[maybe_unused]] bool pastCache) {
+  std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+  if (pastCache) {
+    i = StoreLines(rows, rowStride, count, target, stride,
+                   [](auto d, auto vector, float* place) HWY_ATTR { hn::Stream(vector, d, place); });
+  } else if (across == maxAcross) {
+    i = StoreLines(rows, rowStride, count, target, stride,
+                   [](auto d, auto vector, float* place) HWY_ATTR { hn::StoreU(vector, d, place); });
   }
 #endif
   for (; i < count; ++i) {
@@ -138,8 +171,8 @@ HWY_EXPORT(StoreAcross);
 HWY_EXPORT(Fill);
 
 void voxel_rows::storeAcross(float const* rows, std::size_t rowStride, std::size_t count, std::size_t across,
-                             float* target, std::size_t stride) {
-  HWY_DYNAMIC_DISPATCH(StoreAcross)(rows, rowStride, count, across, target, stride);
+                             float* target, std::size_t stride, bool pastCache) {
+  HWY_DYNAMIC_DISPATCH(StoreAcross)(rows, rowStride, count, across, target, stride, pastCache);
 }
 
 void voxel_rows::fill(float* row, std::size_t count, float value) {

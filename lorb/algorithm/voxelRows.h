@@ -30,9 +30,11 @@ struct FlagFunctions {
 template <class T>
 FlagFunctions flagFunctions();
 
-/// The counterpart for results: element i * stride + s of `target` receives rows[s * rowStride + i].
+/// The counterpart for results: element i * stride + s of `target` receives rows[s * rowStride + i]. What
+/// goes past the cache makes whole cache lines: `across` is maxAcross, target and stride are multiples of a
+/// line.
 void storeAcross(float const* rows, std::size_t rowStride, std::size_t count, std::size_t across,
-                 float* target, std::size_t stride);
+                 float* target, std::size_t stride, bool pastCache);
 
 /// The same value in a whole row.
 void fill(float* row, std::size_t count, float value);

@@ -302,6 +302,39 @@ TEST(ExactnessTest, RowsWithManyFarGroupsEqualTheLiteralProcedure) {
   }
 }
 
+/// `count` slices of plane YZ that repeat those of `few`.
+template <class T>
+TImageDataset<T, 3> repeated(TImageDataset<T, 3> const& few, std::uint64_t count) {
+  auto const [period, ny, nz] = few.extents;
+  TImageDataset<T, 3> many({count, ny, nz});
+  for (std::uint64_t row = 0; row < ny * nz; ++row) {
+    auto const from = few.voxels().begin() + static_cast<std::ptrdiff_t>(row * period);
+    auto const to = many.voxels().begin() + static_cast<std::ptrdiff_t>(row * count);
+    for (std::uint64_t x = 0; x < count; ++x) to[std::ptrdiff_t(x)] = from[std::ptrdiff_t(x % period)];
+  }
+  return many;
+}
+
+TEST(ExactnessTest, VolumesLargerThanCachesEqualTheLiteralProcedure) {
+  // In rows of whole cache lines, and in others.
+  std::mt19937 random(35);
+  auto const few = reference::volumeFromMask<unsigned char>(
+      {37, 70, 3}, reference::randomMask(37 * 70 * 3, Filling::half, random), random);
+  auto literal = reference::untouchedOutput(few.extents);
+  reference::literalTransform(few, literal, Transform::planeYZ);
+  for (std::uint64_t const count : {40000U, 40008U}) {
+    auto const volume = repeated(few, count);
+    auto const expected = repeated(literal, count);
+    Transform transform;
+    transform.setPlane(Transform::planeYZ);
+    reference::onEveryTarget([&] {
+      auto output = reference::untouchedOutput(volume.extents);
+      transform.computeTwoSided(&volume, &output);
+      EXPECT_TRUE(sameBits(output, expected)) << count;
+    });
+  }
+}
+
 TEST(ExactnessTest, RoundsAlikeOnEveryPlane) {
   auto const volume = patches<short>({6, 1, 5200}, 4, 3);
   for (auto const plane : allPlanes) {
