@@ -69,23 +69,29 @@ void PrepareNearSites(Row const& row) {
   std::fill(row.outsideSites + row.width, row.outsideSites + written, nowhere);
 }
 
-/// Two neighbouring blocks of positions, searched in step: the one hides the waits of the other.
-template <class V>
+/// Two blocks of positions, searched in step: the one hides the waits of the other.
+template <class T>
 struct Pair {
-  V low, high;
+  T low, high;
 };
 
-/// min over |k| ≤ reach of site[u + k] + k², for two blocks of positions from `site` on, whose own values are
-/// `best`. It stops as soon as farther sites can't be nearer, and does not begin where no site is near.
+/// Whether the squared column distances of all sites within reach of a block are beyond `limit`.
 template <class D>
-HWY_INLINE Pair<hn::Vec<D>> NearestSquared(D d, std::int16_t const* site, Pair<hn::Vec<D>> best) {
+HWY_INLINE bool NoneIsNear(D d, std::int16_t const* site, hn::Vec<D> own, hn::Vec<D> limit) {
   auto const lanes = static_cast<int>(hn::Lanes(d));
+  auto least = own;
+  if (!hn::AllTrue(d, hn::Gt(least, limit))) return false;
+  for (int k = -reach; k < lanes + reach; k += lanes) least = hn::Min(least, hn::LoadU(d, site + k));
+  return hn::AllTrue(d, hn::Gt(least, limit));
+}
+
+/// min over |k| ≤ reach of site[u + k] + k², for two blocks of positions that begin at `site` and whose own
+/// values are `best`. It stops as soon as farther sites can't be nearer, and does not begin where no site is
+/// near.
+template <class D>
+HWY_INLINE Pair<hn::Vec<D>> NearestSquared(D d, Pair<std::int16_t const*> site, Pair<hn::Vec<D>> best) {
   auto const limit = hn::Set(d, reachSquared);
-  if (hn::AllTrue(d, hn::Gt(hn::Min(best.low, best.high), limit))) {
-    auto least = hn::Min(best.low, best.high);
-    for (int k = -reach; k < 2 * lanes + reach; k += lanes) least = hn::Min(least, hn::LoadU(d, site + k));
-    if (hn::AllTrue(d, hn::Gt(least, limit))) return best;
-  }
+  if (NoneIsNear(d, site.low, best.low, limit) && NoneIsNear(d, site.high, best.high, limit)) return best;
   // Four neighbours a turn: asking more often whether to go on costs more than it saves.
   auto square = hn::Set(d, 1);
   auto increment = hn::Set(d, 3);
@@ -94,8 +100,8 @@ HWY_INLINE Pair<hn::Vec<D>> NearestSquared(D d, std::int16_t const* site, Pair<h
     if (hn::AllFalse(d, hn::Gt(hn::Max(best.low, best.high), square))) break;
     HWY_UNROLL(4)
     for (int next = k; next < k + 4; ++next) {
-      auto const low = hn::Min(hn::LoadU(d, site - next), hn::LoadU(d, site + next));
-      auto const high = hn::Min(hn::LoadU(d, site + lanes - next), hn::LoadU(d, site + lanes + next));
+      auto const low = hn::Min(hn::LoadU(d, site.low - next), hn::LoadU(d, site.low + next));
+      auto const high = hn::Min(hn::LoadU(d, site.high - next), hn::LoadU(d, site.high + next));
       best.low = hn::Min(best.low, hn::SaturatedAdd(low, square));
       best.high = hn::Min(best.high, hn::SaturatedAdd(high, square));
       square = hn::Add(square, increment);
@@ -105,33 +111,43 @@ HWY_INLINE Pair<hn::Vec<D>> NearestSquared(D d, std::int16_t const* site, Pair<h
   return best;
 }
 
-/// Squared distances up to `reachSquared`; whatever is larger is only a bound. Lists the blocks that hold any
-/// such.
-std::size_t NearPass(Row const& row) {
+/// Squared distances up to `reachSquared` of the blocks that are not known to be far; whatever is larger is
+/// only a bound, and marks its block as far. Returns whether any block is.
+bool NearPass(Row const& row) {
   hn::ScalableTag<std::int16_t> const d;
   std::size_t const lanes = hn::Lanes(d);
+  std::size_t const blocks = (row.width + lanes - 1) / lanes;
   auto const limit = hn::Set(d, reachSquared);
-  std::size_t farBlocks = 0;
-  for (std::size_t i = 0; i < row.width; i += 2 * lanes) {
-    std::size_t const rest = row.width - i;
-    auto const isLow = hn::FirstN(d, rest);
-    auto const isHigh = hn::FirstN(d, rest - std::min(rest, lanes));
+  bool anyFar = false;
+  auto const nextUnknown = [&](std::size_t b) {
+    for (; b < blocks && row.far[b] != 0; ++b) anyFar = true;
+    return b;
+  };
+  for (std::size_t b = nextUnknown(0); b < blocks;) {
+    // The last one alone is searched twice.
+    std::size_t const partner = nextUnknown(b + 1);
+    std::size_t const low = b * lanes;
+    std::size_t const high = partner < blocks ? partner * lanes : low;
     auto const sites = [&](std::int16_t const* side) HWY_ATTR {
-      return Pair<hn::Vec<decltype(d)>>{hn::IfThenElseZero(isLow, hn::LoadU(d, side + i)),
-                                        hn::IfThenElseZero(isHigh, hn::LoadU(d, side + i + lanes))};
+      return Pair<hn::Vec<decltype(d)>>{
+          hn::IfThenElseZero(hn::FirstN(d, row.width - low), hn::LoadU(d, side + low)),
+          hn::IfThenElseZero(hn::FirstN(d, row.width - high), hn::LoadU(d, side + high))};
     };
-    auto const inside = NearestSquared(d, row.insideSites + i, sites(row.insideSites));
-    auto const outside = NearestSquared(d, row.outsideSites + i, sites(row.outsideSites));
-    auto const low = hn::Add(inside.low, outside.low);
-    auto const high = hn::Add(inside.high, outside.high);
-    hn::Store(low, d, row.nearDistances + i);
-    hn::Store(high, d, row.nearDistances + i + lanes);
-    row.farBlocks[farBlocks] = static_cast<std::int32_t>(i);
-    farBlocks += !hn::AllFalse(d, hn::Gt(low, limit));
-    row.farBlocks[farBlocks] = static_cast<std::int32_t>(i + lanes);
-    farBlocks += !hn::AllFalse(d, hn::Gt(high, limit));
+    auto const inside =
+        NearestSquared(d, {row.insideSites + low, row.insideSites + high}, sites(row.insideSites));
+    auto const outside =
+        NearestSquared(d, {row.outsideSites + low, row.outsideSites + high}, sites(row.outsideSites));
+    auto const keep = [&](std::size_t begin, hn::Vec<decltype(d)> squared) HWY_ATTR {
+      hn::Store(squared, d, row.nearDistances + begin);
+      bool const isFar = !hn::AllFalse(d, hn::Gt(squared, limit));
+      row.far[begin / lanes] = isFar;
+      anyFar |= isFar;
+    };
+    keep(low, hn::Add(inside.low, outside.low));
+    keep(high, hn::Add(inside.high, outside.high));
+    b = partner < blocks ? nextUnknown(partner + 1) : blocks;
   }
-  return farBlocks;
+  return anyFar;
 }
 
 /// An s in [begin, end] that minimises site[s] + (u − s)². Sites up to a vector beyond `end` are looked at
@@ -169,9 +185,81 @@ std::int32_t Radius(Row const& row, std::int32_t position, std::int32_t neighbou
   return std::min(own, rootAbove(row.nearDistances[neighbour]) + 1);
 }
 
+using Squares = hn::Vec<hn::ScalableTag<std::int32_t>>;
+
+/// Squared distances of a block of positions from `start` on, to whose first one site `begin` is nearest and
+/// to all others one of [begin, end].
+HWY_INLINE Pair<Squares> FromAnySites(Row const& row, std::int32_t start, std::int32_t begin,
+                                      std::int32_t end) {
+  hn::ScalableTag<std::int32_t> const d;
+  auto const one = hn::Set(d, 1);
+  auto lowAway = hn::Iota(d, start - begin);
+  auto highAway = hn::Add(lowAway, hn::Set(d, static_cast<std::int32_t>(hn::Lanes(d))));
+  auto low = hn::Set(d, 0x7FFFFFFF);
+  auto high = low;
+  for (std::int32_t s = begin; s <= end; ++s) {
+    auto const site = hn::Set(d, row.sites[s]);
+    low = hn::Min(low, hn::Add(hn::Mul(lowAway, lowAway), site));
+    high = hn::Min(high, hn::Add(hn::Mul(highAway, highAway), site));
+    lowAway = hn::Sub(lowAway, one);
+    highAway = hn::Sub(highAway, one);
+  }
+  return {low, high};
+}
+
+/// How many sites `FromCloseSites` takes at the most: sums of 2 l r must fit into 16 bits.
+HWY_INLINE std::int32_t MostCloseSites() {
+  return 0x7FFF / (2 * static_cast<std::int32_t>(hn::Lanes(hn::ScalableTag<std::int16_t>()))) - 4;
+}
+
+/// The same in 16 bits. At position start + l, site begin + r is better than `begin` by 2 l r less what it is
+/// worse by at `start`. What is worse by more than 16 bits hold is never the best.
+HWY_INLINE Pair<Squares> FromCloseSites(Row const& row, std::int32_t start, std::int32_t begin,
+                                        std::int32_t end) {
+  hn::ScalableTag<std::int32_t> const d;
+  hn::ScalableTag<std::int16_t> const dShort;
+  hn::Rebind<std::int16_t, decltype(d)> const dHalf;
+  std::int32_t const ahead = start - begin;
+  auto const lanes = static_cast<std::int32_t>(hn::Lanes(d));
+
+  // 1: by how much each is worse at `start`
+  auto const firstCost = hn::Set(d, row.sites[begin] + ahead * ahead);
+  auto away = hn::Sub(hn::Set(d, ahead), hn::Iota(d, 0));
+  for (std::int32_t r = 0; r < end - begin + 4; r += lanes) {
+    auto const cost = hn::Add(hn::LoadU(d, row.sites + begin + r), hn::Mul(away, away));
+    hn::StoreU(hn::DemoteTo(dHalf, hn::Sub(cost, firstCost)), dHalf, row.excesses + r);
+    away = hn::Sub(away, hn::Set(d, lanes));
+  }
+
+  // 2: the best, from the last site to the first, so that 2 l is all there is to subtract from one to the
+  // next; four at a time, since each waits for the one before
+  auto const step = hn::ShiftLeft<1>(hn::Iota(dShort, 0));
+  auto const fourSteps = hn::ShiftLeft<2>(step);
+  auto best0 = hn::Set(dShort, 0x7FFF), best1 = best0, best2 = best0, best3 = best0;
+  for (std::int32_t r = (end - begin) / 4 * 4; r >= 0; r -= 4) {
+    best0 = hn::Min(hn::Set(dShort, row.excesses[r]), hn::Sub(best0, fourSteps));
+    best1 = hn::Min(hn::Set(dShort, row.excesses[r + 1]), hn::Sub(best1, fourSteps));
+    best2 = hn::Min(hn::Set(dShort, row.excesses[r + 2]), hn::Sub(best2, fourSteps));
+    best3 = hn::Min(hn::Set(dShort, row.excesses[r + 3]), hn::Sub(best3, fourSteps));
+  }
+  best2 = hn::Min(best2, hn::Sub(best3, step));
+  best1 = hn::Min(best1, hn::Sub(best2, step));
+  best0 = hn::Min(best0, hn::Sub(best1, step));
+
+  // 3: and what `begin` itself is away by
+  HWY_ALIGN std::int16_t best[HWY_MAX_BYTES / sizeof(std::int16_t)];
+  hn::Store(best0, dShort, best);
+  auto const site = hn::Set(d, row.sites[begin]);
+  auto const squares = [&](std::int32_t first, std::int16_t const* gains) HWY_ATTR {
+    auto const distance = hn::Iota(d, ahead + first);
+    return hn::Add(hn::Add(hn::Mul(distance, distance), site), hn::PromoteTo(d, hn::LoadU(dHalf, gains)));
+  };
+  return {squares(0, best), squares(lanes, best + hn::Lanes(dShort) - hn::Lanes(d))};
+}
+
 /// The squared distances of the positions [first, last], all of one side, exact at any distance. The other
 /// side's voxels are sites with 0. Returns a vector with the largest among its lanes.
-hn::Vec<hn::ScalableTag<std::int32_t>> FarPositions(Row const& row, std::int32_t first, std::int32_t last) {
+Squares FarPositions(Row const& row, std::int32_t first, std::int32_t last) {
   hn::ScalableTag<std::int32_t> const d;
   hn::Rebind<std::int16_t, decltype(d)> const dCounts;
   auto const lanes = static_cast<std::int32_t>(hn::Lanes(d));
@@ -186,7 +274,7 @@ hn::Vec<hn::ScalableTag<std::int32_t>> FarPositions(Row const& row, std::int32_t
     auto const isOther = hn::Lt(count, hn::Zero(d));
     hn::StoreU(hn::IfThenZeroElse(isOther, SquaresOf(d, row, hn::Max(count, hn::Zero(d)))), d, row.sites + i);
   }
-  std::fill_n(row.sites + lastSite + 1, lanes, farAway);
+  std::fill_n(row.sites + lastSite + 1, lanes + 4, farAway);
 
   // 2: a nearest site of the first position of each block and of the very last position, by halves: what is
   // nearest to a position between two others lies between what is nearest to them
@@ -203,48 +291,46 @@ hn::Vec<hn::ScalableTag<std::int32_t>> FarPositions(Row const& row, std::int32_t
   }
 
   // 3: all positions of a block, from the few sites between
-  auto const one = hn::Set(d, 1);
   auto farthest = hn::Zero(d);
   for (std::size_t b = 0; b < blocks; ++b) {
     std::int32_t const start = first + static_cast<std::int32_t>(b) * blockLength;
-    auto lowAway = hn::Iota(d, start - row.nearest[b]);
-    auto highAway = hn::Iota(d, start - row.nearest[b] + lanes);
-    auto low = hn::Set(d, 0x7FFFFFFF);
-    auto high = low;
-    for (std::int32_t s = row.nearest[b]; s <= row.nearest[b + 1]; ++s) {
-      auto const site = hn::Set(d, row.sites[s]);
-      low = hn::Min(low, hn::Add(hn::Mul(lowAway, lowAway), site));
-      high = hn::Min(high, hn::Add(hn::Mul(highAway, highAway), site));
-      lowAway = hn::Sub(lowAway, one);
-      highAway = hn::Sub(highAway, one);
-    }
-    farthest = hn::Max(farthest, hn::Max(low, high));
-    hn::StoreU(low, d, row.distances + start);
-    if (blockLength > lanes) hn::StoreU(high, d, row.distances + start + lanes);
+    std::int32_t const begin = row.nearest[b], end = row.nearest[b + 1];
+    auto const squares = end - begin < MostCloseSites() ? FromCloseSites(row, start, begin, end)
+                                                        : FromAnySites(row, start, begin, end);
+    hn::StoreU(squares.low, d, row.distances + start);
+    if (blockLength > lanes) hn::StoreU(squares.high, d, row.distances + start + lanes);
+    farthest = hn::Max(farthest, hn::Max(squares.low, squares.high));
   }
   return farthest;
 }
 
 /// All distances in 32 bits, those of the far blocks computed anew. Blocks that follow each other are of one
-/// side, and one side alone: what lies beyond reach has no other side within a block's length.
+/// side, and one side alone: what lies beyond reach has no other side within a block's length. Keeps those
+/// marked that will be far in the row above as well, since distances change by 1 at most from row to row.
 /// Returns the largest, or `reachSquared` if that is larger.
-std::int32_t FarPass(Row const& row, std::size_t farBlocks) {
+std::int32_t FarPass(Row const& row) {
   hn::ScalableTag<std::int32_t> const d;
   hn::Rebind<std::int16_t, decltype(d)> const dNear;
   for (std::size_t i = 0; i < row.width; i += hn::Lanes(d)) {
     hn::Store(hn::PromoteTo(d, hn::LoadU(dNear, row.nearDistances + i)), d, row.distances + i);
   }
-  auto const blockLength = static_cast<std::int32_t>(hn::Lanes(hn::ScalableTag<std::int16_t>()));
-  auto const width = static_cast<std::int32_t>(row.width);
+  std::size_t const blockLength = hn::Lanes(hn::ScalableTag<std::int16_t>());
   auto farthest = hn::Set(d, reachSquared);
-  for (std::size_t b = 0; b < farBlocks;) {
-    std::int32_t const first = row.farBlocks[b];
-    std::int32_t end = first;
-    while (b < farBlocks && row.farBlocks[b] == end) {
-      end += blockLength;
-      ++b;
+  for (std::size_t first = 0; first < row.width;) {
+    std::size_t end = first;
+    while (end < row.width && row.far[end / blockLength] != 0) end += blockLength;
+    if (end == first) {
+      first += blockLength;
+      continue;
     }
-    farthest = hn::Max(farthest, FarPositions(row, first, std::min(end, width) - 1));
+    std::size_t const last = std::min(end, row.width) - 1;
+    farthest = hn::Max(farthest,
+                       FarPositions(row, static_cast<std::int32_t>(first), static_cast<std::int32_t>(last)));
+    for (; first < end; first += blockLength) {
+      std::int32_t const atEnds =
+          std::max(row.distances[first], row.distances[std::min(first + blockLength - 1, last)]);
+      row.far[first / blockLength] = atEnds > (reach + 2) * (reach + 2);
+    }
   }
   return hn::GetLane(hn::MaxOfLanes(d, farthest));
 }
@@ -313,9 +399,8 @@ void WriteDistances(Row const& row, Squared const* squared, std::int32_t largest
 
 /// One row from counts and near sites to distances.
 void SolveRow(Row const& row, Roots& roots, float* distances) {
-  if (std::size_t const farBlocks = NearPass(row); farBlocks > 0) {
-    std::int32_t const largest = FarPass(row, farBlocks);
-    WriteDistances(row, row.distances, largest, roots, distances);
+  if (NearPass(row)) {
+    WriteDistances(row, row.distances, FarPass(row), roots, distances);
   } else {
     WriteDistances(row, row.nearDistances, reachSquared, roots, distances);
   }
@@ -348,8 +433,9 @@ bool SignedRowPass::canHold(int width, int height) {
   return w > 0 && h > 0 && h < ColumnCounts::none && w * w + h * h < (1 << 29);
 }
 
-SignedRowPass::SignedRowPass(int width, int height, float const* squareRoots)
-    : roots_{squareRoots, width * width + height * height},
+SignedRowPass::SignedRowPass(int width, int height, int slices, float const* squareRoots)
+    : height_(height),
+      roots_{squareRoots, width * width + height * height},
       squares_(allocateAligned<std::uint32_t>(static_cast<std::size_t>(height))),
       infinite_(allocateAligned<std::uint32_t>(static_cast<std::size_t>(height))) {
   // Sums of odd numbers in single precision: beyond 2²⁴ they are no longer squares.
@@ -367,9 +453,10 @@ SignedRowPass::SignedRowPass(int width, int height, float const* squareRoots)
   // Whole pairs of vectors of up to 64 elements. Each array is followed by the margin of the next.
   using signed_row::margin;
   std::size_t const length = (static_cast<std::size_t>(width) + 127) / 128 * 128 + 2 * margin;
-  work16_ = allocateAligned<std::int16_t>(5 * length);
-  work32_ = allocateAligned<std::int32_t>(4 * length);
-  std::fill_n(work16_.get(), 5 * length, signed_row::nowhere);
+  work16_ = allocateAligned<std::int16_t>(6 * length);
+  far_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(slices));
+  work32_ = allocateAligned<std::int32_t>(3 * length);
+  std::fill_n(work16_.get(), 6 * length, signed_row::nowhere);
   std::int16_t* const near = work16_.get() + margin;
   std::int32_t* const far = work32_.get() + margin;
   for (std::size_t k = 0; k < 2; ++k) {
@@ -381,16 +468,19 @@ SignedRowPass::SignedRowPass(int width, int height, float const* squareRoots)
                 near + 2 * k * length,
                 near + (2 * k + 1) * length,
                 near + 4 * length,
+                near + 5 * length,
+                nullptr,
                 far,
                 far + length,
-                far + 2 * length,
-                far + 3 * length};
+                far + 2 * length};
   }
 }
 
-void SignedRowPass::prepare(std::int16_t const* counts, int j) {
+void SignedRowPass::prepare(std::int16_t const* counts, int j, int slice) {
   signed_row::Row& row = rows_[prepared_++ % 2];
   row.counts = counts;
+  row.far = far_.data() + static_cast<std::size_t>(slice) * row.width;
+  if (j + 1 == height_) std::fill_n(row.far, row.width, std::uint8_t{0});
   row.infinite = infinite_[static_cast<std::size_t>(j)];
   HWY_DYNAMIC_DISPATCH(PrepareNearSites)(row);
 }

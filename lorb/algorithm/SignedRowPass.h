@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace lorb {
 
@@ -40,7 +41,8 @@ struct Row {
   std::int16_t* insideSites;
   std::int16_t* outsideSites;
   std::int16_t* nearDistances;
-  std::int32_t* farBlocks;
+  std::int16_t* excesses;
+  std::uint8_t* far;  // for each block, whether any of its distances is beyond reach
   std::int32_t* sites;
   std::int32_t* nearest;
   std::int32_t* distances;
@@ -49,7 +51,7 @@ struct Row {
 }  // namespace signed_row
 
 /// The row pass: from the column counts of a row to its signed distances, both sides at once, on vector
-/// units. One object serves all slices of a shape, in any order of rows.
+/// units. One object serves several slices of a shape, each from its last row to its first.
 ///
 /// Rows are prepared one ahead of the row to be solved: what has just been stored can't be read back at odd
 /// addresses without a wait.
@@ -59,11 +61,11 @@ class SignedRowPass {
   static bool canHold(int width, int height);
 
   /// `squareRoots` is borrowed and must reach width² + height² − 1. Throws `std::bad_alloc`.
-  SignedRowPass(int width, int height, float const* squareRoots);
+  SignedRowPass(int width, int height, int slices, float const* squareRoots);
 
   /// Takes in the complete `counts` of row `j` of a slice with a boundary. They must last until the row is
   /// solved. At most two rows may wait.
-  void prepare(std::int16_t const* counts, int j);
+  void prepare(std::int16_t const* counts, int j, int slice);
 
   /// The signed distances of the row that has waited longest.
   void solve(float* distances);
@@ -73,11 +75,13 @@ class SignedRowPass {
   std::uint32_t const* columnDistances(std::int16_t const* counts, int j, bool ofInside);
 
  private:
+  int height_;
   signed_row::Roots roots_;
   AlignedArray<std::uint32_t> squares_;   // squared distance for each count, as the column pass sums it up
   AlignedArray<std::uint32_t> infinite_;  // the same for each row of a column without the other side
   AlignedArray<std::int16_t> work16_;
   AlignedArray<std::int32_t> work32_;
+  std::vector<std::uint8_t> far_;  // a row for each slice
   signed_row::Row rows_[2];
   unsigned prepared_ = 0;
   unsigned solved_ = 0;

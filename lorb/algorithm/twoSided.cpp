@@ -160,7 +160,7 @@ class Slab {
   Slab(EuclideanDistanceTransform2D const& transform, In const& in, Out const& out, std::int64_t end)
       : size_(slabSize(in, out, end)),
         buffers_(in.width, size_),
-        rowPass_(in.width, in.height, transform.sqrtTable.values) {
+        rowPass_(in.width, in.height, size_, transform.sqrtTable.values) {
     slices_.reserve(static_cast<std::size_t>(size_));
     for (int s = 0; s < size_; ++s) slices_.emplace_back(in.width, in.height);
   }
@@ -219,7 +219,7 @@ class Slab {
       while (j >= 0 && !slice().hasBoundary()) advance();
       if (j < 0) return;
       slice().completeRow(j);
-      slab.rowPass_.prepare(slice().row(j), j);
+      slab.rowPass_.prepare(slice().row(j), j, s);
       advance();
     }
 

@@ -302,6 +302,52 @@ TEST(ExactnessTest, RowsWithManyFarGroupsEqualTheLiteralProcedure) {
   }
 }
 
+TEST(ExactnessTest, NearestSitesFarApartEqualTheLiteralProcedure) {
+  // Between walls, what is nearest changes from the one to the other from one position to the next.
+  for (std::uint64_t const width : {700U, 1600U, 5000U}) {
+    TImageDataset<unsigned char, 3> volume({width, 40, 1});
+    for (std::uint64_t y = 0; y < 40; ++y) volume(y / 9, y, 0) = volume(width - 1 - y / 5, y, 0) = 1;
+    auto expected = reference::untouchedOutput(volume.extents);
+    reference::literalTransform(volume, expected, Transform::planeXY);
+    Transform transform;
+    reference::onEveryTarget([&] {
+      auto output = reference::untouchedOutput(volume.extents);
+      transform.computeTwoSided(&volume, &output);
+      EXPECT_TRUE(sameBits(output, expected)) << width;
+    });
+  }
+}
+
+TEST(ExactnessTest, FarBlocksThatComeNearFromRowToRowEqualTheLiteralProcedure) {
+  // Along slanted lines, blocks of every phase are far in one row and near in the next.
+  std::mt19937 random(36);
+  for (int round = 0; round < 3; ++round) {
+    TImageDataset<unsigned char, 3> volume({500, 260, 3});
+    for (std::uint64_t z = 0; z < 3; ++z) {
+      for (int k = 0; k < 4; ++k) {
+        auto const x0 = std::uniform_int_distribution<int>(0, 499)(random);
+        auto const y0 = std::uniform_int_distribution<int>(0, 259)(random);
+        auto const slope = std::uniform_int_distribution<int>(-3, 3)(random);
+        for (int y = 0; y < 260; ++y) {
+          int const x = x0 + slope * (y - y0);
+          if (x >= 0 && x < 500) volume(std::uint64_t(x), std::uint64_t(y), z) = 1;
+        }
+      }
+    }
+    for (auto const plane : allPlanes) {
+      auto expected = reference::untouchedOutput(volume.extents);
+      reference::literalTransform(volume, expected, plane);
+      Transform transform;
+      transform.setPlane(plane);
+      reference::onEveryTarget([&] {
+        auto output = reference::untouchedOutput(volume.extents);
+        transform.computeTwoSided(&volume, &output);
+        EXPECT_TRUE(sameBits(output, expected)) << "plane " << plane << ", round " << round;
+      });
+    }
+  }
+}
+
 /// `count` slices of plane YZ that repeat those of `few`.
 template <class T>
 TImageDataset<T, 3> repeated(TImageDataset<T, 3> const& few, std::uint64_t count) {
