@@ -237,7 +237,7 @@ void leave(Transform::GenericSlice<Plane> const& view, int j, int count, SlabBuf
 /// Whether whole cache lines are written, and so many that none would stay in a cache: then they need not be
 /// read before.
 inline bool goesPastCache(TImageDataset<float, 3> const& volume, float const* target, std::size_t count) {
-  constexpr std::size_t cachedBytes = 32 << 20;
+  constexpr std::size_t cachedBytes = 16 << 20;
   constexpr std::size_t line = voxel_rows::maxAcross;
   return count == line && reinterpret_cast<std::uintptr_t>(target) % (line * sizeof(float)) == 0 &&
          volume.pages[0].extents[0] % line == 0 && volume.pages[0].data.size() >= cachedBytes / sizeof(float);

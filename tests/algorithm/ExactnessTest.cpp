@@ -26,10 +26,10 @@ constexpr Transform::PlaneOrientationE allPlanes[] = {Transform::planeYZ, Transf
                                                       Transform::planeXY};
 
 // One voxel wide, high or deep; lopsided; powers of two and their neighbours; longer than any block.
-std::vector<Extents> const shapes = {{1, 1, 1},    {1, 7, 5},    {7, 1, 5},    {7, 5, 1},
-                                     {2, 2, 2},    {15, 16, 17}, {31, 33, 3},  {65, 17, 4},
-                                     {3, 64, 63},  {130, 5, 7},  {5, 129, 2},  {257, 9, 3},
-                                     {20, 300, 3}, {2, 3, 511},  {600, 40, 2}, {1100, 3, 2}};
+std::vector<Extents> const shapes = {{1, 1, 1},    {1, 7, 5},   {7, 1, 5},    {7, 5, 1},   {2, 2, 2},
+                                     {15, 16, 17}, {31, 33, 3}, {65, 17, 4},  {3, 64, 63}, {130, 5, 7},
+                                     {5, 129, 2},  {257, 9, 3}, {20, 300, 3}, {2, 3, 511}, {600, 40, 2},
+                                     {1100, 3, 2}, {64, 9, 5}};
 
 template <class T>
 class ExactnessTest : public testing::Test {};
@@ -321,30 +321,28 @@ TEST(ExactnessTest, NearestSitesFarApartEqualTheLiteralProcedure) {
 TEST(ExactnessTest, FarBlocksThatComeNearFromRowToRowEqualTheLiteralProcedure) {
   // Along slanted lines, blocks of every phase are far in one row and near in the next.
   std::mt19937 random(36);
-  for (int round = 0; round < 3; ++round) {
-    TImageDataset<unsigned char, 3> volume({500, 260, 3});
-    for (std::uint64_t z = 0; z < 3; ++z) {
-      for (int k = 0; k < 4; ++k) {
-        auto const x0 = std::uniform_int_distribution<int>(0, 499)(random);
-        auto const y0 = std::uniform_int_distribution<int>(0, 259)(random);
-        auto const slope = std::uniform_int_distribution<int>(-3, 3)(random);
-        for (int y = 0; y < 260; ++y) {
-          int const x = x0 + slope * (y - y0);
-          if (x >= 0 && x < 500) volume(std::uint64_t(x), std::uint64_t(y), z) = 1;
-        }
+  TImageDataset<unsigned char, 3> volume({500, 260, 3});
+  for (std::uint64_t z = 0; z < 3; ++z) {
+    for (int k = 0; k < 4; ++k) {
+      auto const x0 = std::uniform_int_distribution<int>(0, 499)(random);
+      auto const y0 = std::uniform_int_distribution<int>(0, 259)(random);
+      auto const slope = std::uniform_int_distribution<int>(-3, 3)(random);
+      for (int y = 0; y < 260; ++y) {
+        int const x = x0 + slope * (y - y0);
+        if (x >= 0 && x < 500) volume(std::uint64_t(x), std::uint64_t(y), z) = 1;
       }
     }
-    for (auto const plane : allPlanes) {
-      auto expected = reference::untouchedOutput(volume.extents);
-      reference::literalTransform(volume, expected, plane);
-      Transform transform;
-      transform.setPlane(plane);
-      reference::onEveryTarget([&] {
-        auto output = reference::untouchedOutput(volume.extents);
-        transform.computeTwoSided(&volume, &output);
-        EXPECT_TRUE(sameBits(output, expected)) << "plane " << plane << ", round " << round;
-      });
-    }
+  }
+  for (auto const plane : allPlanes) {
+    auto expected = reference::untouchedOutput(volume.extents);
+    reference::literalTransform(volume, expected, plane);
+    Transform transform;
+    transform.setPlane(plane);
+    reference::onEveryTarget([&] {
+      auto output = reference::untouchedOutput(volume.extents);
+      transform.computeTwoSided(&volume, &output);
+      EXPECT_TRUE(sameBits(output, expected)) << "plane " << plane;
+    });
   }
 }
 
@@ -368,7 +366,7 @@ TEST(ExactnessTest, VolumesLargerThanCachesEqualTheLiteralProcedure) {
       {37, 70, 3}, reference::randomMask(37 * 70 * 3, Filling::half, random), random);
   auto literal = reference::untouchedOutput(few.extents);
   reference::literalTransform(few, literal, Transform::planeYZ);
-  for (std::uint64_t const count : {40000U, 40008U}) {
+  for (std::uint64_t const count : {20000U, 20008U}) {
     auto const volume = repeated(few, count);
     auto const expected = repeated(literal, count);
     Transform transform;

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Changes the libraries one place at a time and counts how many of the changes the tests notice.
 
-  mutate.py --build DIR [--sample N] [--seed S] [--minutes M] [--only REGEX] [--list]
+  mutate.py --build DIR [--jobs N] [--sample N] [--seed S] [--minutes M] [--only REGEX] [--list]
 
 DIR is a build of the preset `mutation`. Every mutant is one operator, limit or constant changed in one line of
 lorb/. What depends on that line is compiled and linked beside the build, then the tests run against it, the
@@ -12,6 +12,7 @@ result is written to DIR/mutants.jsonl; survivors are printed with the line they
 import argparse
 import hashlib
 import json
+import multiprocessing
 import os
 import random
 import re
@@ -116,12 +117,12 @@ class Build:
 
     LIBRARIES = ["lorbCore", "lorbDataset", "lorbAlgorithm"]
 
-    def __init__(self, folder):
+    def __init__(self, folder, number):
         self.folder = Path(folder).resolve()
-        self.mutant = self.folder / "mutant"
+        self.mutant = self.folder / f"mutant-{number}"
         self.mutant.mkdir(exist_ok=True)
         # The sources in the tree stay as they are; a copy in front of them is changed.
-        self.sources = self.folder / "sources"
+        self.sources = self.folder / f"sources-{number}"
         shutil.rmtree(self.sources, ignore_errors=True)
         shutil.copytree(ROOT / "lorb", self.sources / "lorb")
         commands = json.loads((self.folder / "compile_commands.json").read_text())
@@ -237,9 +238,30 @@ def listed_reasons():
     return reasons
 
 
+def start_worker(folder, numbers):
+    global build
+    build = Build(folder, numbers.get())
+
+
+def judge(mutant):
+    """The mutant with its `result` and `killer`."""
+    original = (ROOT / mutant["file"]).read_text()
+    lines = original.split("\n")
+    lines[mutant["line"] - 1] = mutant["text"]
+    build.write(mutant["file"], "\n".join(lines))
+    result = build.make(mutant["file"])
+    build.write(mutant["file"], original)
+    killer = None
+    if result == "made":
+        killer = killer_of(build, mutant["file"])
+        result = "killed" if killer else "survived"
+    return dict(mutant, result=result, killer=killer)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", default=ROOT / "build/mutation")
+    parser.add_argument("--jobs", type=int, default=1)
     parser.add_argument("--sample", type=int)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--minutes", type=float, default=1e9)
@@ -256,30 +278,25 @@ def main():
             print(f"{m['file']}:{m['line']}: {m['was']}  →  {m['is']}")
         return 0
 
-    build = Build(options.build)
     reasons = listed_reasons()
     counts = dict.fromkeys(["killed", "survived", "listed", "equivalent", "invalid"], 0)
     end = time.time() + 60 * options.minutes
-    with open(build.folder / "mutants.jsonl", "w") as log:
-        for m in chosen:
-            if time.time() > end:
-                break
-            original = (ROOT / m["file"]).read_text()
-            lines = original.split("\n")
-            lines[m["line"] - 1] = m["text"]
-            build.write(m["file"], "\n".join(lines))
-            result = build.make(m["file"])
-            build.write(m["file"], original)
-            killer = None
-            if result == "made":
-                killer = killer_of(build, m["file"])
-                known = (m["file"], m["is"]) in reasons
-                result = "killed" if killer else "listed" if known else "survived"
-            counts[result] += 1
-            log.write(json.dumps(dict(m, result=result, killer=killer)) + "\n")
+    numbers = multiprocessing.SimpleQueue()
+    for number in range(options.jobs):
+        numbers.put(number)
+    with open(Path(options.build) / "mutants.jsonl", "w") as log, \
+            multiprocessing.Pool(options.jobs, start_worker, (options.build, numbers)) as workers:
+        for m in workers.imap_unordered(judge, chosen):
+            if m["result"] == "survived" and (m["file"], m["is"]) in reasons:
+                m["result"] = "listed"
+            counts[m["result"]] += 1
+            log.write(json.dumps(m) + "\n")
             log.flush()
-            if result == "survived":
+            if m["result"] == "survived":
                 print(f"survived {m['file']}:{m['line']}: {m['was']}  →  {m['is']}", flush=True)
+            if time.time() > end:
+                workers.terminate()
+                break
     judged = counts["killed"] + counts["survived"]
     print(f"{sum(counts.values())} of {total} mutants tried (seed {options.seed}): {counts}; "
           f"{100 * counts['killed'] / max(judged, 1):.1f} % of {judged} killed")
