@@ -1,5 +1,7 @@
 #include "benchmarks/cases.h"
 
+#include <algorithm>
+
 namespace benchmarks {
 
 std::array<std::uint64_t, 3> Case::extents() const {
@@ -29,11 +31,11 @@ std::vector<Case> comparedCases() {
 }
 
 std::vector<Case> sizeCases() {
-  constexpr int voxels = 1 << 25;
+  constexpr int voxels = 1 << 25, leastSlices = 8;
   std::vector<Case> cases;
   for (Workload const workload : {Workload::blobs, Workload::thin}) {
     for (int const side : {128, 256, 512, 1024, 2048, 4096}) {
-      cases.push_back({Transform::planeXY, side, voxels / (side * side), workload});
+      cases.push_back({Transform::planeXY, side, std::max(voxels / (side * side), leastSlices), workload});
     }
   }
   return cases;

@@ -35,7 +35,8 @@ struct Case {
 /// together are 40 MiB, more than most caches hold.
 std::vector<Case> comparedCases();
 
-/// XY volumes of 128² to 4096², blobs and thin, all of 2²⁵ voxels so that memory is used alike.
+/// XY volumes of 128² to 4096², blobs and thin, of 2²⁵ voxels so that memory is used alike, but of 8 slices
+/// at least.
 std::vector<Case> sizeCases();
 
 /// Cubes of 512³ with blobs, sliced along every plane.

@@ -5,8 +5,8 @@
 
 DIR is a build of the preset `mutation`. Every mutant is one operator, limit or constant changed in one line of
 lorb/. What depends on that line is compiled and linked beside the build, then the tests run against it, the
-likeliest killer first. A mutant that compiles to the same machine code is equivalent and not counted. The
-result is written to DIR/mutants.jsonl; survivors are printed with the line they change.
+likeliest killer first. Of a header, those test files that stand for it are compiled anew as well. A mutant that
+compiles to the same machine code is equivalent and not counted. The result is written to DIR/mutants.jsonl; survivors are printed with the line they change.
 """
 
 import argparse
@@ -64,6 +64,13 @@ FIRST = {
     "lorb/algorithm": "TwoSidedKernelsTest.*:DriversTest.*:SqrtLookUpTableTest.*:EntryPointsTest.*:"
                       "TransformObjectTest.*:SliceViewsTest.*:ModuleTest.*:ExactnessTest.EqualsBrute*:"
                       "ExactnessTest/UInt8.*",
+}
+
+# The test files of a header that is not tested by the one file that has its name.
+TESTS_OF_HEADERS = {
+    "lorb/algorithm/EuclideanDistanceTransform2D.h": [
+        "algorithm/SliceViewsTest.cpp", "algorithm/SqrtLookUpTableTest.cpp", "algorithm/TransformObjectTest.cpp"],
+    "lorb/dataset/LORBBase.h": ["dataset/LORBBaseTest.cpp", "algorithm/TransformObjectTest.cpp"],
 }
 
 
@@ -127,11 +134,14 @@ class Build:
         shutil.copytree(ROOT / "lorb", self.sources / "lorb")
         commands = json.loads((self.folder / "compile_commands.json").read_text())
         self.compile = {}  # object → (source, command)
+        self.compile_test = {}  # source → command
         for entry in commands:
             source = Path(entry["file"])
+            words = shlex.split(entry["command"])
             if source.is_relative_to(ROOT / "lorb"):
-                words = shlex.split(entry["command"])
                 self.compile[words[words.index("-o") + 1]] = (source, words)
+            elif source.is_relative_to(ROOT / "tests"):
+                self.compile_test[str(source.relative_to(ROOT / "tests"))] = words
         self.link = {}
         for library in self.LIBRARIES:
             lines = subprocess.run(["ninja", "-C", self.folder, "-t", "commands", library],
@@ -150,18 +160,53 @@ class Build:
         self.plain = {obj: self.compiled(obj) for obj in self.compile}
         if None in self.plain.values():
             sys.exit("mutate.py: the unchanged sources do not compile")
+        self.plain_tests = {}
 
     def compiled(self, obj):
         """Compiles the copied source of an object into `mutant`; a hash of the machine code, None on errors."""
         source, words = self.compile[obj]
-        target, bare = self.mutant / Path(obj).name, self.mutant / "bare.o"
         copy = self.sources / source.relative_to(ROOT)
-        words = [{str(source): str(copy), obj: str(target)}.get(w, w) for w in words if w not in ("-Werror", "-MD")]
+        words = [{str(source): str(copy)}.get(w, w) for w in words]
+        return self.run_compiler(words, self.mutant / Path(obj).name)
+
+    def run_compiler(self, words, target):
+        bare = self.mutant / "bare.o"
+        words = [w for w in words if w not in ("-Werror", "-MD")]
+        words[words.index("-o") + 1] = str(target)
         words.insert(1, f"-I{self.sources}")
         if subprocess.run(words, cwd=self.folder, capture_output=True).returncode:
             return None
         subprocess.run(["objcopy", "--strip-debug", "-R", ".comment", target, bare], check=True)
         return hashlib.sha256(bare.read_bytes()).hexdigest()
+
+    def tests_of(self, header):
+        """The test files that are compiled with a header to test it."""
+        own = str(Path(header).relative_to("lorb").with_suffix("")) + "Test.cpp"
+        return [t for t in TESTS_OF_HEADERS.get(header, [own]) if t in self.compile_test]
+
+    def plain_test(self, test):
+        if test not in self.plain_tests:
+            self.plain_tests[test] = self.run_compiler(self.compile_test[test], self.mutant / "plain.o")
+        return self.plain_tests[test]
+
+    def library(self, name):
+        changed = self.mutant / f"lib{name}.so.2.1.0"
+        return changed if changed.exists() else self.folder / "lorb" / changed.name
+
+    def judge_header(self, header):
+        """'equivalent', 'made' when all tests pass that stand for the header, or the name of one that does not."""
+        result = "equivalent"
+        for test in self.tests_of(header):
+            plain, code = self.plain_test(test), self.run_compiler(self.compile_test[test], self.mutant / "test.o")
+            if code == plain:
+                continue
+            program = self.mutant / "test"
+            link = [self.compile_test[test][0], self.mutant / "test.o", *map(self.library, reversed(self.LIBRARIES)),
+                    "-lhwy", "-lgtest_main", "-lgtest", "-Wl,--allow-shlib-undefined", "-o", program]
+            if code is None or subprocess.run(link, capture_output=True).returncode or not passes(self, program, "*", 60):
+                return test
+            result = "made"
+        return result
 
     def write(self, file, text):
         (self.sources / file).write_text(text)
@@ -201,9 +246,9 @@ def limited(seconds):
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
-def survives(build, program, filter_, seconds):
+def passes(build, program, filter_, seconds):
     environment = dict(os.environ, LD_LIBRARY_PATH=f"{build.mutant}:{build.folder / 'lorb'}")
-    command = [build.folder / "tests" / program, "--gtest_brief=1", "--gtest_fail_fast", f"--gtest_filter={filter_}"]
+    command = [program, "--gtest_brief=1", "--gtest_fail_fast", f"--gtest_filter={filter_}"]
     return subprocess.run(command, env=environment, capture_output=True,
                           preexec_fn=lambda: limited(seconds)).returncode == 0
 
@@ -222,7 +267,7 @@ def killer_of(build, file):
     if re.search("SignedRowPass|ColumnCounts|passes|twoSided", file):
         runs.append(("lorb-test-algorithm", SLOW, 300))
     for program, filter_, seconds in runs:
-        if not survives(build, program, filter_, seconds):
+        if not passes(build, build.folder / "tests" / program, filter_, seconds):
             return f"{program} {filter_.split(':')[0]}"
     return None
 
@@ -249,11 +294,17 @@ def judge(mutant):
     lines = original.split("\n")
     lines[mutant["line"] - 1] = mutant["text"]
     build.write(mutant["file"], "\n".join(lines))
-    result = build.make(mutant["file"])
+    result, killer = build.make(mutant["file"]), None
+    if result != "invalid" and mutant["file"].endswith(".h"):
+        of_header = build.judge_header(mutant["file"])
+        if of_header not in ("equivalent", "made"):
+            killer = of_header
+        elif of_header == "made":
+            result = "made"
     build.write(mutant["file"], original)
-    killer = None
     if result == "made":
-        killer = killer_of(build, mutant["file"])
+        killer = killer or killer_of(build, mutant["file"])
+    if killer or result == "made":
         result = "killed" if killer else "survived"
     return dict(mutant, result=result, killer=killer)
 
