@@ -297,13 +297,12 @@ def judge(mutant):
     result, killer = build.make(mutant["file"]), None
     if result != "invalid" and mutant["file"].endswith(".h"):
         of_header = build.judge_header(mutant["file"])
-        if of_header not in ("equivalent", "made"):
-            killer = of_header
-        elif of_header == "made":
-            result = "made"
+        killer = None if of_header in ("equivalent", "made") else of_header
+        if result == "equivalent" and of_header == "made":
+            result = "survived"
     build.write(mutant["file"], original)
-    if result == "made":
-        killer = killer or killer_of(build, mutant["file"])
+    if result == "made" and killer is None:
+        killer = killer_of(build, mutant["file"])
     if killer or result == "made":
         result = "killed" if killer else "survived"
     return dict(mutant, result=result, killer=killer)
