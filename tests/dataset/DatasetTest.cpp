@@ -123,6 +123,16 @@ TEST(DatasetTest, AllowsExtentsOfZero) {
   }
 }
 
+TEST(DatasetTest, AllowsAnyExtentsBesideOneOfZero) {
+  constexpr int most = std::numeric_limits<int>::max();
+  Dataset dataset(true);
+  for (DatasetCoordinates const& extents :
+       {DatasetCoordinates(most, most, most, most, 0), DatasetCoordinates(most, most, most, 0, 1)}) {
+    shape(dataset, extents, elementDouble);
+    EXPECT_EQ(dataset.getSize(), extents);
+  }
+}
+
 TEST(DatasetTest, RefusesCodesThatNameNoElementTypeAndStaysAsItWas) {
   Dataset dataset(true);
   shape(dataset, smallExtents, elementInt16);
@@ -240,8 +250,10 @@ TEST(DatasetTest, DoesNothingForARowWithoutElements) {
   number(dataset);
   std::vector<double> const before = contents(dataset);
   for (int const count : {0, -1, std::numeric_limits<int>::min()}) {
-    dataset.getRow<float>(DatasetCoordinates(), 0, count, nullptr);
-    dataset.setRow<float>(DatasetCoordinates(), 0, count, nullptr);
+    for (DatasetCoordinates const& anywhere : {DatasetCoordinates(), DatasetCoordinates(-1, 99, 0, 0, 0)}) {
+      dataset.getRow<float>(anywhere, 0, count, nullptr);
+      dataset.setRow<float>(anywhere, 0, count, nullptr);
+    }
   }
   EXPECT_EQ(contents(dataset), before);
 }

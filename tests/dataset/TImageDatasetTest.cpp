@@ -164,6 +164,12 @@ TYPED_TEST(TImageDatasetTest, KeepsElementsByIndexWhenItGrowsAndZeroesTheOthers)
   }
 }
 
+TYPED_TEST(TImageDatasetTest, TakesNoMoreMemoryThanItGrowsTo) {
+  typename TestFixture::Volume volume({64, 10, 2});
+  volume.resize({64, 13, 2});
+  EXPECT_EQ(volume.pages[0].data.capacity(), 64U * 13 * 2);
+}
+
 TYPED_TEST(TImageDatasetTest, DropsSurplusElementsWhenItShrinks) {
   typename TestFixture::Volume volume({5, 13, 2});
   this->fill(volume);

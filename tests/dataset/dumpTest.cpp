@@ -123,39 +123,58 @@ TYPED_TEST(DumpTest, OrdersVoxelsWithXFastest) {
   EXPECT_EQ(back.pages[0].data, volume.pages[0].data);
 }
 
+/// Volumes with a page of another shape.
+struct ShapedPage {
+  std::array<std::uint64_t, 3> extents, page;
+};
+
+/// Larger along any axis; as large as another axis of the volume; rows that begin anywhere in words of bits.
+std::vector<ShapedPage> const shapedPages = {
+    {{5, 3, 2}, {7, 6, 4}},    {{5, 3, 2}, {5, 6, 4}},      {{5, 3, 2}, {7, 3, 2}},
+    {{5, 3, 2}, {5, 3, 4}},    {{4, 4, 2}, {4, 6, 2}},      {{4, 4, 2}, {6, 4, 2}},
+    {{4, 4, 2}, {4, 6, 4}},    {{1, 7, 5}, {2, 60, 5}},     {{30, 9, 2}, {37, 9, 2}},
+    {{63, 9, 2}, {66, 9, 2}},  {{64, 9, 2}, {79, 10, 2}},   {{65, 70, 2}, {127, 70, 2}},
+    {{65, 3, 1}, {128, 3, 1}}, {{130, 70, 1}, {131, 70, 1}}};
+
 TYPED_TEST(DumpTest, FollowsThePageWhereItIsLargerThanTheVolume) {
   using T = TypeParam;
-  for (std::array<std::uint64_t, 3> const& page :
-       {std::array<std::uint64_t, 3>{7, 6, 4}, {5, 6, 4}, {7, 3, 2}, {5, 3, 4}}) {
-    std::uint64_t const pageSize = page[0] * page[1] * page[2];
-    auto const place = [&](TImageDataset<T, 3>& volume, T value) {
-      volume.extents = {5, 3, 2};
+  for (auto const& [extents, page] : shapedPages) {
+    auto const [nx, ny, nz] = extents;
+    std::uint64_t const count = nx * ny * nz, pageSize = page[0] * page[1] * page[2];
+    SCOPED_TRACE(testing::Message() << "rows of " << nx << " in a page of " << page[0]);
+    auto const placed = [&](T value) {
+      TImageDataset<T, 3> volume;
+      volume.extents = extents;
       volume.pages.resize(1);
       volume.pages[0].extents = page;
       volume.pages[0].data.assign(pageSize, value);
+      return volume;
     };
-    auto const elementOf = [&](std::uint64_t k) {
-      std::uint64_t const x = k % 5, y = k / 5 % 3, z = k / 15;
-      return (z * page[1] + y) * page[0] + x;
+    auto const elementOf = [&, rowLength = nx, rows = ny](std::uint64_t k) {
+      return (k / rowLength / rows * page[1] + k / rowLength % rows) * page[0] + k % rowLength;
     };
-    TImageDataset<T, 3> volume;
-    place(volume, T(0));
-    for (std::uint64_t k = 0; k < 30; ++k) volume.pages[0].data[elementOf(k)] = T(k % 3 == 0);
-    GuardedBuffer<short> buffer(30);
+    auto volume = placed(T(0));
+    for (std::uint64_t k = 0; k < count; ++k) volume.pages[0].data[elementOf(k)] = T(k % 3 == 0);
+    GuardedBuffer<short> buffer(count);
     dump(&volume, buffer.address(), typeInt16);
-    for (std::uint64_t k = 0; k < 30; ++k) EXPECT_EQ(buffer[k], k % 3 == 0) << k;
+    for (std::uint64_t k = 0; k < count; ++k) ASSERT_EQ(buffer[k], k % 3 == 0) << k;
     EXPECT_TRUE(buffer.isIntact());
+    GuardedBuffer<bool> flags(count);
+    dump(&volume, flags.address(), typeBool);
+    for (std::uint64_t k = 0; k < count; ++k) ASSERT_EQ(flags[k], k % 3 == 0) << k;
+    EXPECT_TRUE(flags.isIntact());
 
     // Zeros go to the voxels, all other elements of the page stay 1.
-    TImageDataset<T, 3> back;
-    place(back, T(1));
+    auto back = placed(T(1)), backFromFlags = placed(T(1));
     std::vector<T> expected(pageSize, T(1));
-    for (std::uint64_t k = 0; k < 30; ++k) {
-      buffer[k] = k % 3 == 0;
-      expected[elementOf(k)] = T(k % 3 == 0);
+    for (std::uint64_t k = 0; k < count; ++k) {
+      buffer[k] = flags[k] = k % 5 == 0;
+      expected[elementOf(k)] = T(k % 5 == 0);
     }
     dump(buffer.address(), typeInt16, &back);
     EXPECT_EQ(back.pages[0].data, expected);
+    dump(flags.address(), typeBool, &backFromFlags);
+    EXPECT_EQ(backFromFlags.pages[0].data, expected);
   }
 }
 

@@ -64,6 +64,7 @@ TEST(ToImageDataTest, KeepsTypeGeometryAndVoxels) {
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(image->GetReferenceCount(), 1);
   EXPECT_EQ(image->GetScalarType(), VTK_FLOAT);
+  EXPECT_EQ(image->GetNumberOfScalarComponents(), 1);
   expectGeometry4x3x2(image);
   for (int z = 0, k = 0; z < 2; ++z)
     for (int y = 0; y < 3; ++y)
