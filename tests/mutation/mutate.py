@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Changes the libraries one place at a time and counts how many of the changes the tests notice.
 
-  mutate.py --build DIR [--jobs N] [--sample N] [--seed S] [--minutes M] [--only REGEX] [--list]
+  mutate.py --build DIR [--jobs N] [--sample N] [--seed S] [--minutes M] [--only REGEX] [--again LOG] [--list]
 
 DIR is a build of the preset `mutation`. Every mutant is one operator, limit or constant changed in one line of
 lorb/. What depends on that line is compiled and linked beside the build, then the tests run against it, the
 likeliest killer first. Of a header, those test files that stand for it are compiled anew as well. A mutant that
-compiles to the same machine code is equivalent and not counted. The result is written to DIR/mutants.jsonl; survivors are printed with the line they change.
+compiles to the same machine code is equivalent and not counted. The result is written to DIR/mutants.jsonl;
+survivors are printed with the line they change. With the log of an earlier run, only its survivors are judged.
 """
 
 import argparse
@@ -316,10 +317,15 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--minutes", type=float, default=1e9)
     parser.add_argument("--only", default="")
+    parser.add_argument("--again", type=Path)
     parser.add_argument("--list", action="store_true")
     options = parser.parse_args()
 
     chosen = [m for m in mutants() if re.search(options.only, m["file"])]
+    if options.again:
+        log = map(json.loads, options.again.read_text().splitlines())
+        survivors = {(m["file"], m["was"], m["is"]) for m in log if m["result"] in ("survived", "listed")}
+        chosen = [m for m in chosen if (m["file"], m["was"], m["is"]) in survivors]
     total = len(chosen)
     random.Random(options.seed).shuffle(chosen)
     chosen = chosen[:options.sample]
