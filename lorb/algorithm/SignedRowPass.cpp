@@ -182,7 +182,8 @@ std::int32_t Radius(Row const& row, std::int32_t position, std::int32_t neighbou
   std::int16_t const count = mine >= 0 ? mine : static_cast<std::int16_t>(~mine);
   std::int32_t const own = count == ColumnCounts::none ? width : rootAbove(row.squares[count]);
   if (neighbour < 0 || neighbour >= width) return own;
-  return std::min(own, rootAbove(row.nearDistances[neighbour]) + 1);
+  // No farther than its root and 1, of which the whole numbers count.
+  return std::min(own, rootAbove(row.nearDistances[neighbour]));
 }
 
 using Squares = hn::Vec<hn::ScalableTag<std::int32_t>>;
