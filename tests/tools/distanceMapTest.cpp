@@ -183,18 +183,19 @@ std::ptrdiff_t threadsOfThisProcess() {
 TEST(DistanceMap, LeavesNoThreadBehind) {
   MapSettings settings;
   settings.threads = 4;
-  auto const before = threadsOfThisProcess();
-  std::atomic<std::ptrdiff_t> most = 0;
-  for (int k = 0; k < 3; ++k) {
-    distanceMap(Mask({64, 64, 200}), settings, nullptr,
-                [&](std::uint64_t) { most = threadsOfThisProcess(); });
+  std::atomic<bool> isShared = false;
+  // A map may be done before another thread has begun.
+  for (int attempt = 0; attempt < 1000 && !isShared; ++attempt) {
+    distanceMap(Mask({64, 64, 50}), settings, nullptr, [&](std::uint64_t) {
+      if (threadsOfThisProcess() > 1) isShared = true;
+    });
     // The system may list a thread for a moment longer.
-    for (int wait = 0; wait < 1000 && threadsOfThisProcess() > before; ++wait) {
+    for (int wait = 0; wait < 1000 && threadsOfThisProcess() > 1; ++wait) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    EXPECT_EQ(threadsOfThisProcess(), before);
+    ASSERT_EQ(threadsOfThisProcess(), 1);
   }
-  EXPECT_GT(most, before) << "or else there was nothing to leave";
+  EXPECT_TRUE(isShared) << "or else there was nothing to leave";
 }
 
 TEST(DistanceMap, RefusesSlicesBeyondTheTransform) {
