@@ -292,6 +292,8 @@ def start_worker(folder, numbers):
 def judge(mutant):
     """The mutant with its `result` and `killer`."""
     original = (ROOT / mutant["file"]).read_text()
+    for test in build.tests_of(mutant["file"]):
+        build.plain_test(test)  # before anything is changed
     lines = original.split("\n")
     lines[mutant["line"] - 1] = mutant["text"]
     build.write(mutant["file"], "\n".join(lines))
