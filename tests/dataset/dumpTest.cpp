@@ -138,9 +138,10 @@ std::vector<ShapedPage> const shapedPages = {
 
 TYPED_TEST(DumpTest, FollowsThePageWhereItIsLargerThanTheVolume) {
   using T = TypeParam;
-  for (auto const& [extents, page] : shapedPages) {
-    auto const [nx, ny, nz] = extents;
-    std::uint64_t const count = nx * ny * nz, pageSize = page[0] * page[1] * page[2];
+  for (ShapedPage const& shaped : shapedPages) {
+    auto const &extents = shaped.extents, &page = shaped.page;
+    std::uint64_t const nx = extents[0], ny = extents[1];
+    std::uint64_t const count = nx * ny * extents[2], pageSize = page[0] * page[1] * page[2];
     SCOPED_TRACE(testing::Message() << "rows of " << nx << " in a page of " << page[0]);
     auto const placed = [&](T value) {
       TImageDataset<T, 3> volume;
@@ -150,8 +151,8 @@ TYPED_TEST(DumpTest, FollowsThePageWhereItIsLargerThanTheVolume) {
       volume.pages[0].data.assign(pageSize, value);
       return volume;
     };
-    auto const elementOf = [&, rowLength = nx, rows = ny](std::uint64_t k) {
-      return (k / rowLength / rows * page[1] + k / rowLength % rows) * page[0] + k % rowLength;
+    auto const elementOf = [&](std::uint64_t k) {
+      return (k / nx / ny * page[1] + k / nx % ny) * page[0] + k % nx;
     };
     auto volume = placed(T(0));
     for (std::uint64_t k = 0; k < count; ++k) volume.pages[0].data[elementOf(k)] = T(k % 3 == 0);
