@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <latch>
 #include <string_view>
 #include <thread>
 
@@ -28,9 +29,14 @@ sigset_t interruptions() {
   return set;
 }
 
+/// Opens when the thread has begun to wait. Until then it may hold locks of its start, which a process that
+/// is forked meanwhile would wait for in vain.
+std::latch waiting(1);
+
 /// Waits in a thread of its own, where it may do what a signal handler may not.
 [[noreturn]] void waitForInterruption(int errors) {
   sigset_t const set = interruptions();
+  waiting.count_down();
   int signal = 0;
   while (sigwait(&set, &signal) != 0) {
   }
@@ -50,6 +56,7 @@ void endOnInterruption() {
   // Standard error may be silenced when the signal comes.
   int const errors = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
   std::thread(waitForInterruption, errors).detach();
+  waiting.wait();
 }
 
 }  // namespace lorb::tools
