@@ -7,7 +7,8 @@ DIR is a build of the preset `mutation`. Every mutant is one operator, limit or 
 lorb/. What depends on that line is compiled and linked beside the build, then the tests run against it, the
 likeliest killer first. Of a header, those test files that stand for it are compiled anew as well. A mutant that
 compiles to the same machine code is equivalent and not counted. The result is written to DIR/mutants.jsonl;
-survivors are printed with the line they change. With the log of an earlier run, only its survivors are judged.
+survivors are printed with the line they change. With the log of an earlier run, only its survivors are judged,
+and the slow tests are asked as well.
 """
 
 import argparse
@@ -59,8 +60,12 @@ SKIPPED = [
     (re.compile(r"HWY_UNROLL"), "advice to the compiler"),
 ]
 
-# Filters of GoogleTest that take long; tried only on what has survived everything else.
+# Filters of GoogleTest. The slow tests are asked only about what has survived all others; code that never sees an
+# element type meets the tests of two types.
 SLOW = "*BeyondSinglePrecision*"
+WITHOUT_TYPES = re.compile("SignedRowPass|ColumnCounts|passes|twoSided")
+OTHER_TYPES = ":".join(f"ExactnessTest/{name}.*" for name in [
+    "Bool", "Int8", "Int16", "UInt16", "Int32", "UInt32", "Int64", "UInt64", "Double"])
 FIRST = {
     "lorb/algorithm": "TwoSidedKernelsTest.*:DriversTest.*:SqrtLookUpTableTest.*:EntryPointsTest.*:"
                       "TransformObjectTest.*:SliceViewsTest.*:ModuleTest.*:ExactnessTest.EqualsBrute*:"
@@ -254,19 +259,20 @@ def passes(build, program, filter_, seconds):
                           preexec_fn=lambda: limited(seconds)).returncode == 0
 
 
-def killer_of(build, file):
+def killer_of(build, file, slow):
     """The name of the first test that notices the mutant; None when all are content."""
     runs = [("lorb-test-dataset", "*", 30), ("lorb-test-allocations", "*", 60)]
     if file.startswith("lorb/algorithm"):
         first = FIRST["lorb/algorithm"]
-        runs = [("lorb-test-algorithm", first, 60), ("lorb-test-properties", "*", 90),
-                ("lorb-test-algorithm", f"*-{first}:{SLOW}", 120), ("lorb-test-allocations", "*", 60)]
+        later = f"*-{first}:{SLOW}" + (f":{OTHER_TYPES}" if WITHOUT_TYPES.search(file) else "")
+        runs = [("lorb-test-algorithm", first, 60), ("lorb-test-allocations", "*", 60),
+                ("lorb-test-algorithm", later, 120), ("lorb-test-properties", "*", 90)]
+        if slow:
+            runs.append(("lorb-test-algorithm", SLOW, 300))
     elif file.startswith("lorb/vtk"):
         runs = [("lorb-test-vtk", "*", 30), ("lorb-test-allocations", "Bridge*", 30)]
     else:
         runs += [("lorb-test-algorithm", FIRST["lorb/algorithm"], 60), ("lorb-test-vtk", "*", 30)]
-    if re.search("SignedRowPass|ColumnCounts|passes|twoSided", file):
-        runs.append(("lorb-test-algorithm", SLOW, 300))
     for program, filter_, seconds in runs:
         if not passes(build, build.folder / "tests" / program, filter_, seconds):
             return f"{program} {filter_.split(':')[0]}"
@@ -284,9 +290,9 @@ def listed_reasons():
     return reasons
 
 
-def start_worker(folder, numbers):
-    global build
-    build = Build(folder, numbers.get())
+def start_worker(folder, numbers, slow):
+    global build, with_slow_tests
+    build, with_slow_tests = Build(folder, numbers.get()), slow
 
 
 def judge(mutant):
@@ -305,7 +311,7 @@ def judge(mutant):
             result = "survived"
     build.write(mutant["file"], original)
     if result == "made" and killer is None:
-        killer = killer_of(build, mutant["file"])
+        killer = killer_of(build, mutant["file"], with_slow_tests)
     if killer or result == "made":
         result = "killed" if killer else "survived"
     return dict(mutant, result=result, killer=killer)
@@ -343,7 +349,7 @@ def main():
     for number in range(options.jobs):
         numbers.put(number)
     with open(Path(options.build) / "mutants.jsonl", "w") as log, \
-            multiprocessing.Pool(options.jobs, start_worker, (options.build, numbers)) as workers:
+            multiprocessing.Pool(options.jobs, start_worker, (options.build, numbers, bool(options.again))) as workers:
         for m in workers.imap_unordered(judge, chosen):
             if m["result"] == "survived" and (m["file"], m["is"]) in reasons:
                 m["result"] = "listed"
