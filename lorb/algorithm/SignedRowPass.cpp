@@ -267,8 +267,10 @@ Squares FarPositions(Row const& row, std::int32_t first, std::int32_t last) {
   auto const width = static_cast<std::int32_t>(row.width);
 
   // 1: the sites, as far as they can be nearest to any of the positions
-  std::int32_t const firstSite = std::max(0, first - Radius(row, first, first - 1));
-  std::int32_t const lastSite = std::min(width - 1, last + Radius(row, last, last + 1));
+  std::int32_t const radiusOfFirst = Radius(row, first, first - 1);
+  std::int32_t const radiusOfLast = Radius(row, last, last + 1);
+  std::int32_t const firstSite = std::max(0, first - radiusOfFirst);
+  std::int32_t const lastSite = std::min(width - 1, last + radiusOfLast);
   auto const ownSide = hn::Set(d, row.counts[first] >= 0 ? 0 : -1);
   for (std::int32_t i = firstSite; i <= lastSite; i += lanes) {
     auto const count = hn::Xor(hn::PromoteTo(d, hn::LoadU(dCounts, row.counts + i)), ownSide);
@@ -281,9 +283,8 @@ Squares FarPositions(Row const& row, std::int32_t first, std::int32_t last) {
   // nearest to a position between two others lies between what is nearest to them
   auto const blockLength = static_cast<std::int32_t>(hn::Lanes(hn::ScalableTag<std::int16_t>()));
   auto const blocks = static_cast<std::size_t>((last - first) / blockLength) + 1;
-  row.nearest[0] =
-      Nearest(row.sites, firstSite, std::min(lastSite, first + Radius(row, first, first - 1)), first);
-  row.nearest[blocks] = Nearest(row.sites, row.nearest[0], lastSite, last);
+  row.nearest[0] = Nearest(row.sites, firstSite, std::min(lastSite, first + radiusOfFirst), first);
+  row.nearest[blocks] = Nearest(row.sites, std::max(row.nearest[0], last - radiusOfLast), lastSite, last);
   for (std::size_t half = std::bit_ceil(blocks) / 2; half > 0; half /= 2) {
     for (std::size_t b = half; b < blocks; b += 2 * half) {
       row.nearest[b] = Nearest(row.sites, row.nearest[b - half], row.nearest[std::min(b + half, blocks)],
@@ -312,16 +313,15 @@ Squares FarPositions(Row const& row, std::int32_t first, std::int32_t last) {
 std::int32_t FarPass(Row const& row) {
   hn::ScalableTag<std::int32_t> const d;
   hn::Rebind<std::int16_t, decltype(d)> const dNear;
-  for (std::size_t i = 0; i < row.width; i += hn::Lanes(d)) {
-    hn::Store(hn::PromoteTo(d, hn::LoadU(dNear, row.nearDistances + i)), d, row.distances + i);
-  }
   std::size_t const blockLength = hn::Lanes(hn::ScalableTag<std::int16_t>());
   auto farthest = hn::Set(d, reachSquared);
   for (std::size_t first = 0; first < row.width;) {
     std::size_t end = first;
     while (end < row.width && row.far[end / blockLength] != 0) end += blockLength;
     if (end == first) {
-      first += blockLength;
+      for (end += blockLength; first < end; first += hn::Lanes(d)) {
+        hn::Store(hn::PromoteTo(d, hn::LoadU(dNear, row.nearDistances + first)), d, row.distances + first);
+      }
       continue;
     }
     std::size_t const last = std::min(end, row.width) - 1;
