@@ -9,6 +9,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <new>
 #include <vector>
 
@@ -138,6 +139,24 @@ TEST_F(ScratchTest, ItHoldsTheColumnDistancesOfTheLastSlice) {
       ASSERT_EQ(shaped.size(), 2U);
       EXPECT_EQ(shaped[0].valuesAtRelease, literalScratch(input, plane, slices - 1)) << "plane " << plane;
       EXPECT_EQ(shaped[1].valuesAtRelease, literalScratch(input, plane, 3)) << "plane " << plane;
+    }
+  }
+}
+
+TEST_F(ScratchTest, ItHoldsThemForEverySmallMask) {
+  for (unsigned mask = 0; mask < 512; ++mask) {
+    for (int plane = 0; plane < 3; ++plane) {
+      std::array<std::uint64_t, 3> extents = {3, 3, 3};
+      extents[static_cast<std::size_t>(plane)] = 1;
+      TImageDataset<unsigned char, 3> input(extents);
+      for (unsigned k = 0; k < 9; ++k) input.voxels()[k] = mask >> k & 1;
+      TImageDataset<float, 3> output(extents);
+      Transform transform;
+      transform.setPlane(static_cast<Transform::PlaneOrientationE>(plane));
+      shaped.clear();
+      transform.computeTwoSided(&input, &output);
+      ASSERT_EQ(shaped.size(), 1U);
+      ASSERT_EQ(shaped[0].valuesAtRelease, literalScratch(input, plane, 0)) << mask << ", plane " << plane;
     }
   }
 }
