@@ -13,6 +13,16 @@ struct SidesOfRow {
   bool outside;
 };
 
+/// Two stacks: blocks of counts from above, and for every block of every row but the last whether it is
+/// there.
+struct KeptBlocks {
+  std::int16_t* end;
+  std::uint8_t* flagsEnd;
+};
+
+/// How far before the end of that stack counts are asked for. There is as much room before its beginning.
+constexpr std::size_t countsAhead = 512;
+
 /// The column pass of one slice, both sides at once: how many rows every voxel is away from the nearest voxel
 /// of the other side in its column. That holds the column distance of either side, since of a voxel's own
 /// side all others are farther and of the other side the distance is 0.
@@ -23,7 +33,10 @@ struct SidesOfRow {
 ///     for (int j = 0; j < height; ++j) counts.enterRow(j, flags of row j);
 ///     for (int j = height; j-- > 0;) counts.completeRow(j), use(counts.row(j));
 ///
-/// A count c is stored as c at inside voxels and as ~c at outside voxels.
+/// A count c is stored as c at inside voxels and as ~c at outside voxels. Down a column the counts from above
+/// go up by 1 from voxel to voxel of a side, so that on the way back they go down by 1: of a block of columns
+/// they are kept only where one of them changes sides. For masks of some size that is a small part, which a
+/// cache holds.
 class ColumnCounts {
  public:
   /// Count of a voxel whose column holds no voxel of the other side.
@@ -47,20 +60,23 @@ class ColumnCounts {
 
   void completeRow(int j);
 
-  /// Aligned to cache lines; a vector beyond the row may be read.
-  std::int16_t const* row(int j) const { return counts_.get() + static_cast<std::size_t>(j) * rowLength_; }
+  /// A row that is complete, until the second next one is. Aligned to cache lines; a vector beyond the row
+  /// may be read.
+  std::int16_t const* row(int j) const { return rows_.get() + (j % 2 == 0 ? 1U : 2U) * rowStride_; }
 
  private:
   void notice(int j, SidesOfRow sides);
-  std::int16_t const* above(int j) const { return j > 0 ? row(j - 1) : nullptr; }
-  std::int16_t* mutableRow(int j) { return counts_.get() + static_cast<std::size_t>(j) * rowLength_; }
+  std::int16_t* mutableRow(int j) { return rows_.get() + (j % 2 == 0 ? 1U : 2U) * rowStride_; }
 
   std::size_t width_;
   int height_;
-  std::size_t rowLength_;  // width, up to a whole number of vectors
+  std::size_t rowStride_;  // beyond the row, so that rows of 2ᵏ voxels are not a page apart
   bool seenInside_ = false;
   bool seenOutside_ = false;
-  AlignedArray<std::int16_t> counts_;
+  AlignedArray<std::int16_t> rows_;  // counts from above of one row, and two complete rows
+  AlignedArray<std::int16_t> blocks_;
+  AlignedArray<std::uint8_t> isKept_;
+  KeptBlocks kept_;
 };
 
 }  // namespace lorb

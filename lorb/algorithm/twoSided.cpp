@@ -165,8 +165,9 @@ class Slab {
     for (int s = 0; s < size_; ++s) slices_.emplace_back(in.width, in.height);
   }
 
-  /// The slices from `in.slice` on; returns how many, not more than up to `end`.
-  int compute(In const& in, Out const& out, std::int64_t end) {
+  /// The slices from `in.slice` on; returns how many, not more than up to `end`. The last one leaves in
+  /// `scratch` what the kernel that ran last would have left.
+  int compute(In const& in, sliceXY const& scratch, Out const& out, std::int64_t end) {
     auto const count = static_cast<int>(std::min<std::int64_t>(rows::slabLength(out, size_), end - in.slice));
     std::vector<float> fill(static_cast<std::size_t>(count));
     auto row = in;
@@ -180,7 +181,8 @@ class Slab {
     rows::enter(in, slices_, count, overlapping(in, out) ? in.slice + std::int64_t{count} : end, buffers_);
 
     // 2: all rows out, upwards, each prepared while the one before it is solved
-    RowCursor ahead{*this, count, in.height - 1};
+    int const last = in.slice + std::int64_t{count} == end ? count - 1 : -1;
+    RowCursor ahead{*this, scratch, count, last, in.height - 1};
     ahead.prepareNext();
     for (int j = in.height; j-- > 0;) {
       rows::leave(out, j, count, buffers_, [&](int s, float* values) {
@@ -192,33 +194,26 @@ class Slab {
         rowPass_.solve(values);
       });
     }
+    if (last >= 0 && !slices_[static_cast<std::size_t>(last)].hasBoundary()) {
+      for (int j = in.height; j-- > 0;) completeRow(last, j, &scratch);
+    }
     return count;
-  }
-
-  /// Leaves in `scratch` what the kernel that ran last on slice `s` of the slab would have left.
-  void leaveColumnDistances(int s, sliceXY const& scratch) {
-    ColumnCounts& slice = slices_[static_cast<std::size_t>(s)];
-    if (!slice.hasBoundary()) {
-      for (int j = scratch.height; j-- > 0;) slice.completeRow(j);
-    }
-    for (int j = 0; j < scratch.height; ++j) {
-      rows::set(scratch, j, 0, scratch.width,
-                rowPass_.columnDistances(slice.row(j), j, !slice.hasBoundary()));
-    }
   }
 
  private:
   /// Walks over the rows of the slab's slices with a boundary in the order in which they are solved.
   struct RowCursor {
     Slab& slab;
+    sliceXY const& scratch;
     int count;
+    int last;
     int j;
     int s = 0;
 
     void prepareNext() {
       while (j >= 0 && !slice().hasBoundary()) advance();
       if (j < 0) return;
-      slice().completeRow(j);
+      slab.completeRow(s, j, s == last ? &scratch : nullptr);
       slab.rowPass_.prepare(slice().row(j), j, s);
       advance();
     }
@@ -231,6 +226,15 @@ class Slab {
       --j;
     }
   };
+
+  /// Row `j` of slice `s` of the slab; its column distances go to `scratch`, if there is one.
+  void completeRow(int s, int j, sliceXY const* scratch) {
+    ColumnCounts& slice = slices_[static_cast<std::size_t>(s)];
+    slice.completeRow(j);
+    if (!scratch) return;
+    rows::set(*scratch, j, 0, scratch->width,
+              rowPass_.columnDistances(slice.row(j), j, !slice.hasBoundary()));
+  }
 
   /// Slices of one volume that end up in others' places must be seen to do so one after the other.
   static bool overlapping(In const& in, Out const& out) {
@@ -256,10 +260,9 @@ void computeSlices(EuclideanDistanceTransform2D& transform, In in, sliceXY const
   if (in.slice < end && Slab<In, Out>::canHold(in, out)) {
     Slab<In, Out> slab(transform, in, out, end);
     while (in.slice < end) {
-      int const count = slab.compute(in, out, end);
+      int const count = slab.compute(in, scratch, out, end);
       in.slice += count;
       out.slice += count;
-      if (in.slice == end) slab.leaveColumnDistances(count - 1, scratch);
     }
   } else {
     for (; in.slice < end; ++in.slice, ++out.slice) computeByKernels(transform, in, scratch, out);
