@@ -1,18 +1,21 @@
 #!/usr/bin/env python3
 """Changes the libraries one place at a time and counts how many of the changes the tests notice.
 
-  mutate.py --build DIR [--jobs N] [--sample N] [--seed S] [--minutes M] [--only REGEX] [--again LOG] [--list]
+  mutate.py --build DIR [--jobs N] [--sample N] [--seed S] [--minutes M] [--only REGEX] [--again LOG]
+            [--resume LOG] [--list]
 
 DIR is a build of the preset `mutation`. Every mutant is one operator, limit or constant changed in one line of
 lorb/. What depends on that line is compiled and linked beside the build, then the tests run against it, the
 likeliest killer first. Of a header, those test files that stand for it are compiled anew as well. A mutant that
 compiles to the same machine code is equivalent and not counted. The result is written to DIR/mutants.jsonl;
 survivors are printed with the line they change. With the log of an earlier run, only its survivors are judged,
-and the slow tests are asked as well.
+and the slow tests are asked as well. What the log of an interrupted run holds is not judged anew.
 """
 
 import argparse
+import collections
 import hashlib
+import itertools
 import json
 import multiprocessing
 import os
@@ -326,6 +329,7 @@ def main():
     parser.add_argument("--minutes", type=float, default=1e9)
     parser.add_argument("--only", default="")
     parser.add_argument("--again", type=Path)
+    parser.add_argument("--resume", type=Path)
     parser.add_argument("--list", action="store_true")
     options = parser.parse_args()
 
@@ -342,6 +346,15 @@ def main():
             print(f"{m['file']}:{m['line']}: {m['was']}  →  {m['is']}")
         return 0
 
+    resumed = []
+    if options.resume:
+        known = collections.defaultdict(list)
+        for m in map(json.loads, options.resume.read_text().splitlines()):
+            known[m["file"], m["was"], m["is"]].append(m)
+        places = [known[m["file"], m["was"], m["is"]] for m in chosen]
+        resumed = [place.pop() if place else None for place in places]
+        chosen = [m for m, result in zip(chosen, resumed) if result is None]
+
     reasons = listed_reasons()
     counts = dict.fromkeys(["killed", "survived", "listed", "equivalent", "invalid"], 0)
     end = time.time() + 60 * options.minutes
@@ -350,7 +363,7 @@ def main():
         numbers.put(number)
     with open(Path(options.build) / "mutants.jsonl", "w") as log, \
             multiprocessing.Pool(options.jobs, start_worker, (options.build, numbers, bool(options.again))) as workers:
-        for m in workers.imap_unordered(judge, chosen):
+        for m in itertools.chain(filter(None, resumed), workers.imap_unordered(judge, chosen)):
             if m["result"] == "survived" and (m["file"], m["is"]) in reasons:
                 m["result"] = "listed"
             counts[m["result"]] += 1
