@@ -4,6 +4,8 @@
 
 #include <lorb/dataset/Dataset.h>
 
+#include <malloc.h>
+
 #include <type_traits>
 
 namespace benchmarks {
@@ -44,6 +46,19 @@ void newObject(benchmark::State& state, Case const& c) {
   });
 }
 
+/// Every call takes its memory from the system, as if it were the process' first.
+void freshMemory(benchmark::State& state, Case const& c) {
+  auto const& input = inputOf<unsigned char>(c);
+  auto& output = outputFor(c);
+  UsedTransform transform(c);
+  timePerVoxel(state, c, [&] {
+    state.PauseTiming();
+    malloc_trim(0);
+    state.ResumeTiming();
+    transform.computeTwoSided(&input, &output);
+  });
+}
+
 void genericDatasets(benchmark::State& state, Case const& c) {
   auto const [nx, ny, nz] = c.extents();
   lorb::DatasetCoordinates const size(static_cast<int>(nx), static_cast<int>(ny), static_cast<int>(nz), 1, 1);
@@ -65,7 +80,9 @@ void registerLibrary() {
   for (Case const& c : comparedCases()) add(c.name("lorb"), c, wholeVolume<unsigned char>);
   for (Case const& c : sizeCases()) {
     add(c.name("lorb"), c, wholeVolume<unsigned char>);
-    if (c.workload == Workload::blobs) add(c.name("lorb-new"), c, newObject);
+    if (c.workload != Workload::blobs) continue;
+    add(c.name("lorb-new"), c, newObject);
+    add(c.name("lorb-fresh"), c, freshMemory);
   }
   for (Case const& c : planeCases()) add(c.name("lorb"), c, wholeVolume<unsigned char>);
 

@@ -124,9 +124,10 @@ def cost_rows(results):
     generic, typed = compared("lorb-generic", element="Float"), compared("lorb", element="Float")
     pairs.append(("generic datasets against typed, Float", 3, generic, typed))
     pairs.append(("a call per slice against one call", None, compared("lorb-slices"), compared("lorb")))
-    for side, slices in [(512, 128), (4096, 8)]:
-        label = f"a new object against a used one, {side}² × {slices}"
-        pairs.append((label, None, of_size("lorb-new", side), of_size("lorb", side)))
+    for who, label in [("lorb-new", "a new object against a used one"),
+                       ("lorb-fresh", "memory fresh from the system against kept")]:
+        for side, slices in [(512, 128), (4096, 8)]:
+            pairs.append((f"{label}, {side}² × {slices}", None, of_size(who, side), of_size("lorb", side)))
     for label, goal, name, other in pairs:
         ratio = quotient(results, name, other)
         yield row(label, goal and ("≤", goal), ratio, results.spread(name), results.spread(other))
