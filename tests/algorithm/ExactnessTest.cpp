@@ -364,6 +364,28 @@ TImageDataset<T, 3> repeated(TImageDataset<T, 3> const& few, std::uint64_t count
   return many;
 }
 
+TEST(ExactnessTest, FarBlocksBetweenNearOnesEqualTheLiteralProcedure) {
+  // In row 70 the left columns are 66 rows away from what is inside, those in the middle far and known to be
+  // so from row 71, the right ones 65 rows away and less from the last columns. However blocks are paired up,
+  // each is near or far for itself.
+  for (std::uint64_t const offset : {0U, 8U, 16U, 24U}) {
+    std::uint64_t const middle = offset + 32, right = middle + 64, gap = right + 32, last = gap + 40;
+    TImageDataset<unsigned char, 3> volume({last + 4, 140, 1});
+    for (std::uint64_t x = 0; x < middle; ++x) volume(x, 136, 0) = 1;
+    for (std::uint64_t x = right; x < gap; ++x) volume(x, 5, 0) = 1;
+    for (std::uint64_t y = 40; y < 100; ++y) volume(last, y, 0) = 1;
+    auto expected = reference::untouchedOutput(volume.extents);
+    reference::literalTransform(volume, expected, Transform::planeXY);
+    Transform transform;
+    transform.setPlane(Transform::planeXY);
+    reference::onEveryTarget([&] {
+      auto output = reference::untouchedOutput(volume.extents);
+      transform.computeTwoSided(&volume, &output);
+      EXPECT_TRUE(sameBits(output, expected)) << offset;
+    });
+  }
+}
+
 TEST(ExactnessTest, VolumesLargerThanCachesEqualTheLiteralProcedure) {
   // In rows of whole cache lines, and in others.
   std::mt19937 random(35);
