@@ -272,6 +272,16 @@ TEST(DriversTest, AnOutputWiderThanAnEmptyViewIsFilled) {
   EXPECT_TRUE(allEqual(output, 9.0F));
 }
 
+TEST(DriversTest, SlicesOneVoxelWideReachPagesOfAnotherShape) {
+  TImageDataset<short, 3> input({1, 4, 1});
+  input(0, 2, 0) = 1;
+  auto output = untouchedOutput({1, 4, 1});
+  output.pages[0].extents = {1, 2, 2};
+  Transform().computeTwoSided(&input, &output);
+  std::vector<float> const expected = {2.0F, 1.0F, -1.0F, 1.0F};
+  EXPECT_EQ(output.pages[0].data, expected);
+}
+
 TEST(DriversTest, PagesOfAnotherShapeAreWrittenInTheOrderOfTheKernels) {
   // Rows of a page that is too narrow overlap: what is written last stays.
   std::mt19937 random(8);

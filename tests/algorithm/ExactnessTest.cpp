@@ -390,7 +390,7 @@ TEST(ExactnessTest, VolumesLargerThanCachesEqualTheLiteralProcedure) {
   // In rows of whole cache lines, and in others.
   std::mt19937 random(35);
   auto const few = reference::volumeFromMask<unsigned char>(
-      {37, 70, 3}, reference::randomMask(37 * 70 * 3, Filling::half, random), random);
+      {37, 80, 3}, reference::randomMask(37 * 80 * 3, Filling::half, random), random);
   auto literal = reference::untouchedOutput(few.extents);
   reference::literalTransform(few, literal, Transform::planeYZ);
   for (std::uint64_t const count : {20000U, 20001U}) {
@@ -493,6 +493,35 @@ TEST(ExactnessTest, DistancesComeFromTheTableHoweverLong) {
       }
     });
   });
+}
+
+TEST(ExactnessTest, EveryEntryOfTheTableCounts) {
+  // One entry after the other is no root, at last none is but that of 0.
+  TImageDataset<unsigned char, 3> volume({140, 5, 1});
+  volume(3, 2, 0) = 1;
+  Transform transform;
+  transform.sqrtTable.init(140 * 140 + 5 * 5);
+  float* const table = transform.sqrtTable.values;
+  auto const expectMapOfTable = [&] {
+    auto expected = reference::untouchedOutput(volume.extents);
+    reference::literalTransform(volume, expected, Transform::planeXY, -1, table);
+    reference::onEveryTarget([&] {
+      auto output = reference::untouchedOutput(volume.extents);
+      transform.computeTwoSided(&volume, &output);
+      ASSERT_TRUE(sameBits(output, expected));
+    });
+  };
+  for (int dy = 0; dy <= 2; ++dy) {
+    for (int dx = dy == 0 ? 1 : 0; dx <= 136; ++dx) {
+      SCOPED_TRACE(dx * dx + dy * dy);
+      float& entry = table[dx * dx + dy * dy];
+      float const root = std::exchange(entry, entry + 0.25F);
+      expectMapOfTable();
+      entry = root;
+    }
+  }
+  for (int k = 1; k <= transform.sqrtTable.maxIndex; ++k) table[k] += 0.25F;
+  expectMapOfTable();
 }
 
 // --- brute force -------------------------------------------------------------------------------------
