@@ -524,6 +524,23 @@ TEST(ExactnessTest, EveryEntryOfTheTableCounts) {
   expectMapOfTable();
 }
 
+TEST(ExactnessTest, TheEntryBehindThoseComparedCounts) {
+  // Distances in the first slice reach 70, for which twice as many entries are compared with roots: up to
+  // 2 · 70² + 1 = 99², the largest distance in the second.
+  TImageDataset<unsigned char, 3> volume({100, 2, 2});
+  for (std::uint64_t y = 0; y < 2; ++y) volume(70, y, 0) = volume(99, y, 1) = 1;
+  Transform transform;
+  transform.sqrtTable.init(100 * 100 + 2 * 2);
+  transform.sqrtTable.values[99 * 99] = 100.0F;
+  auto expected = reference::untouchedOutput(volume.extents);
+  reference::literalTransform(volume, expected, Transform::planeXY, -1, transform.sqrtTable.values);
+  reference::onEveryTarget([&] {
+    auto output = reference::untouchedOutput(volume.extents);
+    transform.computeTwoSided(&volume, &output);
+    EXPECT_TRUE(sameBits(output, expected));
+  });
+}
+
 // --- brute force -------------------------------------------------------------------------------------
 
 bool hasBoundary(std::vector<char> const& mask, int width) {

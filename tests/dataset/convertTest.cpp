@@ -37,6 +37,10 @@ TYPED_TEST(ConvertTest, KeepsTheBitsOfTheSameType) {
   std::copy(values.begin(), values.end(), source.get());
   convertElements(source.get(), target.get(), count);
   EXPECT_EQ(std::memcmp(source.get(), target.get(), count * sizeof(TypeParam)), 0);
+
+  auto const single = std::make_unique<TypeParam[]>(count);
+  for (std::size_t k = 0; k < count; ++k) convertElements(source.get() + k, single.get() + k, 1);
+  EXPECT_EQ(std::memcmp(source.get(), single.get(), count * sizeof(TypeParam)), 0);
 }
 
 TYPED_TEST(ConvertTest, ConvertsRunsLikeElementsAndNothingBeyond) {
