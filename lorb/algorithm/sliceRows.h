@@ -90,12 +90,6 @@ struct PackedSlices {
   AlignedArray<std::uint16_t> packs;
 };
 
-/// Has memory bring the lines of floats first, first + stride, … up to `end` while something is computed that
-/// does not need memory: writing would wait for them, which costs a fifth of the whole.
-inline void fetch(float const* base, std::size_t first, std::size_t end, std::size_t stride) {
-  for (std::size_t k = first; k < end; k += stride) hwy::Prefetch(base + k);
-}
-
 /// Rows of neighbouring slices on their way into a volume in which they lie side by side: element i of row s
 /// goes to target[i * stride + s].
 struct RowsAcross {
@@ -122,7 +116,8 @@ struct RowsAcross {
   void fetchShare(std::size_t number) const {
     if (pastCache) return;
     std::size_t const length = (width + count - 1) / count;
-    fetch(target, number * length * stride, std::min(width, (number + 1) * length) * stride, stride);
+    std::size_t const end = std::min(width, (number + 1) * length);
+    for (std::size_t i = number * length; i < end; ++i) voxel_rows::fetch(target, i * stride, count);
   }
 };
 
@@ -168,39 +163,52 @@ template <Transform::PlaneOrientationE Plane, class T>
 void enter(Transform::TypedSlice<Plane, TImageDataset<T, 3> const> const& view,
            std::vector<ColumnCounts>& slices, int count, std::int64_t /*readable*/, SlabBuffers& buffers) {
   void const* const base = firstVoxel(*view.dataset);
+  auto const width = static_cast<std::size_t>(view.width);
   for (int j = 0; j < view.height; ++j) {
     auto row = view;
     for (int s = 0; s < count; ++s, ++row.slice) {
       ColumnCounts& slice = slices[static_cast<std::size_t>(s)];
+      if (j + 1 < view.height) voxel_rows::fetch(static_cast<T const*>(base), row.index(0, j + 1), width);
       if constexpr (std::is_same_v<T, unsigned char>) {
         slice.enterRow(j, static_cast<unsigned char const*>(base) + row.index(0, j));  // values are flags
       } else {
-        voxel_rows::flagFunctions<T>().along(base, row.index(0, j), static_cast<std::size_t>(view.width),
-                                             buffers.flags.data());
+        voxel_rows::flagFunctions<T>().along(base, row.index(0, j), width, buffers.flags.data());
         slice.enterRow(j, buffers.flags.data());
       }
     }
   }
 }
 
+/// How many slices of plane YZ before `view.slice` share the cache line of its first voxel.
 template <class T>
-void pack(Transform::TypedSlice<Transform::planeYZ, TImageDataset<T, 3> const> const& view, int count,
+std::size_t slicesSinceLine(
+    Transform::TypedSlice<Transform::planeYZ, TImageDataset<T, 3> const> const& view) {
+  if constexpr (std::is_same_v<T, bool>) {
+    return view.index(0, 0) % voxel_rows::maxPacked;
+  } else {
+    auto const* const voxel = static_cast<T const*>(firstVoxel(*view.dataset)) + view.index(0, 0);
+    return reinterpret_cast<std::uintptr_t>(voxel) / sizeof(T) % (64 / sizeof(T));
+  }
+}
+
+/// Packs the slices from `view.slice` on, up to the end of cache lines, so that none is read twice.
+template <class T>
+void pack(Transform::TypedSlice<Transform::planeYZ, TImageDataset<T, 3> const> const& view,
           std::int64_t readable, SlabBuffers& buffers) {
   using voxel_rows::maxAcross;
   using voxel_rows::maxPacked;
   std::size_t const partLength = buffers.rowLength * static_cast<std::size_t>(view.height);
   PackedSlices& packed = buffers.packed;
   if (!packed.packs) packed.packs = allocateAligned<std::uint16_t>(maxPacked / maxAcross * partLength);
-  // A slab that is cut short ends with its pack, so that later ones do not lie across two.
-  packed.begin = view.slice + count - static_cast<int>(maxAcross);
+  std::size_t const bit = slicesSinceLine(view);
+  packed.begin = view.slice - static_cast<std::int64_t>(bit);
   packed.end = std::min(packed.begin + static_cast<int>(maxPacked), readable);
   auto const width = static_cast<std::size_t>(view.width);
   for (int j = 0; j < view.height; ++j) {
     std::uint16_t* const row = packed.packs.get() + static_cast<std::size_t>(j) * buffers.rowLength;
-    voxel_rows::flagFunctions<T>().pack(firstVoxel(*view.dataset), view.index(0, j),
-                                        view.dataset->pages[0].extents[0], width,
-                                        static_cast<std::size_t>(packed.end - view.slice),
-                                        maxAcross - static_cast<std::size_t>(count), row, partLength);
+    voxel_rows::flagFunctions<T>().pack(
+        firstVoxel(*view.dataset), view.index(0, j), view.dataset->pages[0].extents[0], width,
+        static_cast<std::size_t>(packed.end - view.slice), bit, row, partLength);
     for (std::size_t k = 0; k < maxPacked / maxAcross; ++k) {
       std::uint16_t* const part = row + k * partLength;
       std::fill(part + width, part + buffers.rowLength, part[width - 1]);
@@ -211,11 +219,12 @@ void pack(Transform::TypedSlice<Transform::planeYZ, TImageDataset<T, 3> const> c
 template <class T>
 void enter(Transform::TypedSlice<Transform::planeYZ, TImageDataset<T, 3> const> const& view,
            std::vector<ColumnCounts>& slices, int count, std::int64_t readable, SlabBuffers& buffers) {
-  PackedSlices& packed = buffers.packed;
-  if (view.slice >= packed.end) pack(view, count, readable, buffers);
+  PackedSlices const& packed = buffers.packed;
   std::size_t const partLength = buffers.rowLength * static_cast<std::size_t>(view.height);
-  for (int s = 0; s < count; ++s) {
-    auto const place = static_cast<std::size_t>(view.slice + s - packed.begin);
+  auto slice = view;
+  for (int s = 0; s < count; ++s, ++slice.slice) {
+    if (slice.slice >= packed.end) pack(slice, readable, buffers);
+    auto const place = static_cast<std::size_t>(slice.slice - packed.begin);
     std::uint16_t const* row = packed.packs.get() + place / voxel_rows::maxAcross * partLength;
     auto const bit = static_cast<unsigned>(place % voxel_rows::maxAcross);
     for (int j = 0; j < view.height; ++j, row += buffers.rowLength) {
@@ -271,11 +280,10 @@ void leave(Transform::TypedSlice<Plane, TImageDataset<float, 3>> const& view, in
     buffers.waiting.reset();
     hwy::FlushStream();
   } else {
-    constexpr std::size_t lineLength = 16;
     auto row = view;
     for (int s = 0; s < count; ++s, ++row.slice) {
       float* const target = base + row.index(0, j);
-      fetch(target, 0, width, lineLength);
+      voxel_rows::fetch(target, 0, width);
       solve(s, target);
     }
   }

@@ -2,6 +2,8 @@
 
 #include <lorb/dataset/TypeID.h>
 
+#include <hwy/cache_control.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -14,6 +16,18 @@ constexpr std::size_t maxAcross = 16;
 
 /// How many `pack` takes: as many voxels as the smallest have in a cache line.
 constexpr std::size_t maxPacked = 64;
+
+/// Has memory bring elements first, first + 1, … while something is computed that does not need memory:
+/// whoever uses them would wait.
+template <class T>
+void fetch(T const* base, std::size_t first, std::size_t count) {
+  constexpr std::size_t perLine = 64 / sizeof(T);
+  for (std::size_t k = 0; k < count; k += perLine) hwy::Prefetch(base + first + k);
+}
+
+inline void fetch(bool const* bits, std::size_t first, std::size_t count) {
+  fetch(reinterpret_cast<std::uint8_t const*>(bits), first / 8, count / 8 + 1);
+}
 
 /// What there is for each element type. A voxel is given as a base address and the number of an element
 /// from there, so that the bits of `bool` fit in.

@@ -36,6 +36,24 @@ template <class T>
 class ExactnessTest : public testing::Test {};
 TYPED_TEST_SUITE(ExactnessTest, lorb::test::ElementTypes, lorb::test::ElementTypeNames);
 
+/// What the literal procedure makes of `volume`; further arguments are its own.
+template <class T, class... Arguments>
+TImageDataset<float, 3> literalMap(TImageDataset<T, 3> const& volume, Arguments... arguments) {
+  auto map = reference::untouchedOutput(volume.extents);
+  reference::literalTransform(volume, map, arguments...);
+  return map;
+}
+
+template <class T>
+void expectOnEveryTarget(Transform& transform, TImageDataset<T, 3> const& volume,
+                         TImageDataset<float, 3> const& expected) {
+  reference::onEveryTarget([&] {
+    auto output = reference::untouchedOutput(volume.extents);
+    transform.computeTwoSided(&volume, &output);
+    EXPECT_TRUE(sameBits(output, expected));
+  });
+}
+
 /// Calls `f(volume, plane, literal result)` on the full matrix of shapes, fillings and planes.
 template <class T, class F>
 void onEveryVolume(F f) {
@@ -45,8 +63,7 @@ void onEveryVolume(F f) {
       auto const mask = reference::randomMask(extents[0] * extents[1] * extents[2], filling, random);
       auto const volume = reference::volumeFromMask<T>(extents, mask, random);
       for (auto const plane : allPlanes) {
-        auto expected = reference::untouchedOutput(extents);
-        reference::literalTransform(volume, expected, plane);
+        auto const expected = literalMap(volume, plane);
         SCOPED_TRACE(testing::Message() << "plane " << plane << ", filling " << static_cast<int>(filling));
         f(volume, plane, expected);
       }
@@ -58,11 +75,7 @@ TYPED_TEST(ExactnessTest, TypedVolumesEqualTheLiteralProcedureWithEveryInstructi
   Transform transform;
   onEveryVolume<TypeParam>([&](auto const& volume, auto plane, auto const& expected) {
     transform.setPlane(plane);
-    reference::onEveryTarget([&] {
-      auto output = reference::untouchedOutput(volume.extents);
-      transform.computeTwoSided(&volume, &output);
-      EXPECT_TRUE(sameBits(output, expected));
-    });
+    expectOnEveryTarget(transform, volume, expected);
   });
 }
 
@@ -72,8 +85,7 @@ TYPED_TEST(ExactnessTest, SingleSlicesEqualTheLiteralProcedureAndLeaveTheOthersA
     int const slices =
         static_cast<int>(volume.extents[static_cast<std::size_t>(Transform::axesOf(plane).slice)]);
     for (int const slice : {0, slices / 2, slices - 1}) {
-      auto expected = reference::untouchedOutput(volume.extents);
-      reference::literalTransform(volume, expected, plane, slice);
+      auto const expected = literalMap(volume, plane, slice);
       auto output = reference::untouchedOutput(volume.extents);
       transform.setPlane(plane);
       transform.computeTwoSided(&volume, &output, slice);
@@ -162,8 +174,7 @@ TYPED_TEST(ExactnessTest, SingleSlicesOfGenericDatasetsLeaveTheOthersAlone) {
   Transform transform;
   onEveryVolume<TypeParam>([&](auto const& volume, auto plane, auto const&) {
     auto const slice = volume.extents[static_cast<std::size_t>(Transform::axesOf(plane).slice)] - 1;
-    auto expected = reference::untouchedOutput(volume.extents);
-    reference::literalTransform(volume, expected, plane, static_cast<int>(slice));
+    auto const expected = literalMap(volume, plane, static_cast<int>(slice));
 
     Dataset input(true);
     reference::shape(input, volume.extents, lorb::test::elementTypeOf<TypeParam>);
@@ -256,14 +267,10 @@ TEST(ExactnessTest, RoundsLikeTheLiteralProcedureBeyondSinglePrecision) {
     for (int const count : {1, 3, 40}) {
       ++seed;
       auto const volume = patches<unsigned char>(extents, seed, count);
-      auto expected = reference::untouchedOutput(extents);
-      reference::literalTransform(volume, expected, 2);
+      auto const expected = literalMap(volume, 2);
       Transform transform;
-      reference::onEveryTarget([&] {
-        auto output = reference::untouchedOutput(extents);
-        transform.computeTwoSided(&volume, &output);
-        EXPECT_TRUE(sameBits(output, expected)) << "seed " << seed;
-      });
+      SCOPED_TRACE(testing::Message() << "seed " << seed);
+      expectOnEveryTarget(transform, volume, expected);
     }
   }
 }
@@ -276,14 +283,10 @@ TEST(ExactnessTest, LongFarRunsInSlicesBeyondSinglePrecision) {
       TImageDataset<short, 3> volume({width, height, 1});
       std::fill(volume.voxels().begin(), volume.voxels().end(), short{1});
       for (std::uint64_t y = 0; y < height; ++y) volume(0, y, 0) = 0;
-      auto expected = reference::untouchedOutput(volume.extents);
-      reference::literalTransform(volume, expected, 2);
+      auto const expected = literalMap(volume, 2);
       Transform transform;
-      reference::onEveryTarget([&] {
-        auto output = reference::untouchedOutput(volume.extents);
-        transform.computeTwoSided(&volume, &output);
-        EXPECT_TRUE(sameBits(output, expected)) << width << " x " << height;
-      });
+      SCOPED_TRACE(testing::Message() << width << " x " << height);
+      expectOnEveryTarget(transform, volume, expected);
     }
   }
 }
@@ -296,14 +299,10 @@ TEST(ExactnessTest, RowsWithManyFarGroupsEqualTheLiteralProcedure) {
     for (std::uint64_t y = 7; y < 130; y += 60) {
       for (std::uint64_t x = gap / 3; x < 2000; x += gap) volume(x, y, 0) = 0;
     }
-    auto expected = reference::untouchedOutput(volume.extents);
-    reference::literalTransform(volume, expected, 2);
+    auto const expected = literalMap(volume, 2);
     Transform transform;
-    reference::onEveryTarget([&] {
-      auto output = reference::untouchedOutput(volume.extents);
-      transform.computeTwoSided(&volume, &output);
-      EXPECT_TRUE(sameBits(output, expected)) << gap;
-    });
+    SCOPED_TRACE(gap);
+    expectOnEveryTarget(transform, volume, expected);
   }
 }
 
@@ -312,14 +311,10 @@ TEST(ExactnessTest, NearestSitesFarApartEqualTheLiteralProcedure) {
   for (std::uint64_t const width : {700U, 1600U, 5000U}) {
     TImageDataset<unsigned char, 3> volume({width, 40, 1});
     for (std::uint64_t y = 0; y < 40; ++y) volume(y / 9, y, 0) = volume(width - 1 - y / 5, y, 0) = 1;
-    auto expected = reference::untouchedOutput(volume.extents);
-    reference::literalTransform(volume, expected, Transform::planeXY);
+    auto const expected = literalMap(volume, Transform::planeXY);
     Transform transform;
-    reference::onEveryTarget([&] {
-      auto output = reference::untouchedOutput(volume.extents);
-      transform.computeTwoSided(&volume, &output);
-      EXPECT_TRUE(sameBits(output, expected)) << width;
-    });
+    SCOPED_TRACE(width);
+    expectOnEveryTarget(transform, volume, expected);
   }
 }
 
@@ -339,15 +334,11 @@ TEST(ExactnessTest, FarBlocksThatComeNearFromRowToRowEqualTheLiteralProcedure) {
     }
   }
   for (auto const plane : allPlanes) {
-    auto expected = reference::untouchedOutput(volume.extents);
-    reference::literalTransform(volume, expected, plane);
+    auto const expected = literalMap(volume, plane);
     Transform transform;
     transform.setPlane(plane);
-    reference::onEveryTarget([&] {
-      auto output = reference::untouchedOutput(volume.extents);
-      transform.computeTwoSided(&volume, &output);
-      EXPECT_TRUE(sameBits(output, expected)) << "plane " << plane;
-    });
+    SCOPED_TRACE(testing::Message() << "plane " << plane);
+    expectOnEveryTarget(transform, volume, expected);
   }
 }
 
@@ -374,15 +365,11 @@ TEST(ExactnessTest, FarBlocksBetweenNearOnesEqualTheLiteralProcedure) {
     for (std::uint64_t x = 0; x < middle; ++x) volume(x, 136, 0) = 1;
     for (std::uint64_t x = right; x < gap; ++x) volume(x, 5, 0) = 1;
     for (std::uint64_t y = 40; y < 100; ++y) volume(last, y, 0) = 1;
-    auto expected = reference::untouchedOutput(volume.extents);
-    reference::literalTransform(volume, expected, Transform::planeXY);
+    auto const expected = literalMap(volume, Transform::planeXY);
     Transform transform;
     transform.setPlane(Transform::planeXY);
-    reference::onEveryTarget([&] {
-      auto output = reference::untouchedOutput(volume.extents);
-      transform.computeTwoSided(&volume, &output);
-      EXPECT_TRUE(sameBits(output, expected)) << offset;
-    });
+    SCOPED_TRACE(offset);
+    expectOnEveryTarget(transform, volume, expected);
   }
 }
 
@@ -391,27 +378,22 @@ TEST(ExactnessTest, VolumesLargerThanCachesEqualTheLiteralProcedure) {
   std::mt19937 random(35);
   auto const few = reference::volumeFromMask<unsigned char>(
       {37, 80, 3}, reference::randomMask(37 * 80 * 3, Filling::half, random), random);
-  auto literal = reference::untouchedOutput(few.extents);
-  reference::literalTransform(few, literal, Transform::planeYZ);
+  auto const literal = literalMap(few, Transform::planeYZ);
   for (std::uint64_t const count : {20000U, 20001U}) {
     auto const volume = repeated(few, count);
     auto const expected = repeated(literal, count);
     Transform transform;
     transform.setPlane(Transform::planeYZ);
-    reference::onEveryTarget([&] {
-      auto output = reference::untouchedOutput(volume.extents);
-      transform.computeTwoSided(&volume, &output);
-      EXPECT_TRUE(sameBits(output, expected)) << count;
-    });
+    SCOPED_TRACE(count);
+    expectOnEveryTarget(transform, volume, expected);
   }
 }
 
 TEST(ExactnessTest, RoundsAlikeOnEveryPlane) {
   auto const volume = patches<short>({6, 1, 5200}, 4, 3);
   for (auto const plane : allPlanes) {
-    auto expected = reference::untouchedOutput(volume.extents);
+    auto const expected = literalMap(volume, plane);
     auto output = reference::untouchedOutput(volume.extents);
-    reference::literalTransform(volume, expected, plane);
     Transform transform;
     transform.setPlane(plane);
     transform.computeTwoSided(&volume, &output);
@@ -439,14 +421,10 @@ TEST(ExactnessTest, DistancesOfEveryLengthEqualTheLiteralProcedure) {
         }
       }
       for (std::size_t k = 0; k < n * n; ++k) volume.voxels()[n * n + k] = volume.voxels()[k] == 0;
-      auto expected = reference::untouchedOutput(volume.extents);
-      reference::literalTransform(volume, expected, 2);
+      auto const expected = literalMap(volume, 2);
       Transform transform;
-      reference::onEveryTarget([&] {
-        auto output = reference::untouchedOutput(volume.extents);
-        transform.computeTwoSided(&volume, &output);
-        EXPECT_TRUE(sameBits(output, expected)) << side << ", " << voxels;
-      });
+      SCOPED_TRACE(testing::Message() << side << ", " << voxels);
+      expectOnEveryTarget(transform, volume, expected);
     }
   }
 }
@@ -503,13 +481,8 @@ TEST(ExactnessTest, EveryEntryOfTheTableCounts) {
   transform.sqrtTable.init(140 * 140 + 5 * 5);
   float* const table = transform.sqrtTable.values;
   auto const expectMapOfTable = [&] {
-    auto expected = reference::untouchedOutput(volume.extents);
-    reference::literalTransform(volume, expected, Transform::planeXY, -1, table);
-    reference::onEveryTarget([&] {
-      auto output = reference::untouchedOutput(volume.extents);
-      transform.computeTwoSided(&volume, &output);
-      ASSERT_TRUE(sameBits(output, expected));
-    });
+    auto const expected = literalMap(volume, Transform::planeXY, -1, table);
+    expectOnEveryTarget(transform, volume, expected);
   };
   for (int dy = 0; dy <= 2; ++dy) {
     for (int dx = dy == 0 ? 1 : 0; dx <= 136; ++dx) {
@@ -532,13 +505,8 @@ TEST(ExactnessTest, TheEntryBehindThoseComparedCounts) {
   Transform transform;
   transform.sqrtTable.init(100 * 100 + 2 * 2);
   transform.sqrtTable.values[99 * 99] = 100.0F;
-  auto expected = reference::untouchedOutput(volume.extents);
-  reference::literalTransform(volume, expected, Transform::planeXY, -1, transform.sqrtTable.values);
-  reference::onEveryTarget([&] {
-    auto output = reference::untouchedOutput(volume.extents);
-    transform.computeTwoSided(&volume, &output);
-    EXPECT_TRUE(sameBits(output, expected));
-  });
+  auto const expected = literalMap(volume, Transform::planeXY, -1, transform.sqrtTable.values);
+  expectOnEveryTarget(transform, volume, expected);
 }
 
 // --- brute force -------------------------------------------------------------------------------------
