@@ -29,7 +29,7 @@ sigset_t interruptions() {
   return set;
 }
 
-/// Opens when the thread has begun to wait. Until then it may hold locks of its start, which a process that
+/// Opens when the thread has started. Until then it may hold locks of its start, which a process that
 /// is forked meanwhile would wait for in vain.
 std::latch waiting(1);
 

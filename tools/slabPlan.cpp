@@ -10,12 +10,13 @@ constexpr std::uint64_t programBytes = std::uint64_t{96} << 20;
 
 constexpr std::uint64_t maskBytes = 1, mapBytes = 4;
 
-/// What the threads and their transforms take: a table of N + 1 roots, a slice of 32-bit numbers, and 16 bits
-/// a voxel for the slices that the transform takes at a time.
+/// What the threads and their transforms take: a table of N + 1 roots, a slice of 32-bit numbers, and what
+/// the slices take that the transform works on at a time.
 std::uint64_t workBytes(SliceShape const& shape, MapSettings const& settings) {
-  std::uint64_t const together = settings.choice.plane == EuclideanDistanceTransform2D::planeXY ? 1 : 16;
+  constexpr std::uint64_t bytes[] = {42, 18, 3};  // YZ, XZ, XY
   std::uint64_t const voxels = shape.width * shape.height;
-  return settings.threads * (4 * (boundlessDistance(shape) + 1) + voxels * (4 + 2 * together));
+  return settings.threads *
+         (4 * (boundlessDistance(shape) + 1) + voxels * (4 + bytes[settings.choice.plane]));
 }
 
 }  // namespace

@@ -91,7 +91,7 @@ void StepUp(std::int16_t* fromAbove, std::int16_t const* below, std::int16_t* co
   for (std::size_t next = (width + lanes - 1) / lanes * lanes; next > 0; next -= lanes) {
     std::size_t const i = next - lanes;
     std::size_t const isKept = *--flagsEnd;
-    hwy::Prefetch(end - countsAhead);  // slices that take turns hide what each needs next
+    hwy::Prefetch(end - countsAhead);  // slices that take turns push it out of the first cache
     end -= isKept * lanes;
     auto const known = hn::Load(d, isKept != 0 ? end : fromAbove + i);
     auto const side = hn::ShiftRight<15>(known);
@@ -103,6 +103,10 @@ void StepUp(std::int16_t* fromAbove, std::int16_t const* below, std::int16_t* co
     hn::Store(hn::Xor(hn::Min(count, fromBelow), side), d, counts + i);
   }
   kept = {end, flagsEnd};
+}
+
+std::size_t BlockLength() {
+  return hn::Lanes(hn::ScalableTag<std::int16_t>());
 }
 
 }  // namespace HWY_NAMESPACE
@@ -118,15 +122,7 @@ namespace lorb {
 HWY_EXPORT(StepDownFlags);
 HWY_EXPORT(StepDownPacked);
 HWY_EXPORT(StepUp);
-
-namespace {
-
-/// The width, up to a whole number of vectors.
-std::size_t wholeVectors(int width) {
-  return (static_cast<std::size_t>(width) + 63) / 64 * 64;
-}
-
-}  // namespace
+HWY_EXPORT(BlockLength);
 
 ColumnCounts::ColumnCounts(int width, int height)
     : width_(static_cast<std::size_t>(width)),
@@ -135,7 +131,8 @@ ColumnCounts::ColumnCounts(int width, int height)
       rows_(allocateAligned<std::int16_t>(3 * rowStride_)),
       blocks_(allocateAligned<std::int16_t>(countsAhead +
                                             wholeVectors(width) * static_cast<std::size_t>(height))),
-      isKept_(allocateAligned<std::uint8_t>(wholeVectors(width) * static_cast<std::size_t>(height))) {
+      isKept_(allocateAligned<std::uint8_t>(wholeVectors(width) / HWY_DYNAMIC_DISPATCH(BlockLength)() *
+                                            static_cast<std::size_t>(height))) {
   // Nothing beside a row may be mistaken for an index.
   std::fill_n(rows_.get(), 3 * rowStride_, std::int16_t{0});
   restart();
@@ -163,9 +160,9 @@ void ColumnCounts::notice(int j, SidesOfRow sides) {
 
 void ColumnCounts::completeRow(int j) {
   if (j + 1 < height_) {
-    HWY_DYNAMIC_DISPATCH(StepUp)(rows_.get(), row(j + 1), mutableRow(j), width_, kept_);
+    HWY_DYNAMIC_DISPATCH(StepUp)(rows_.get(), row(j + 1), rows_.get() + offsetOf(j), width_, kept_);
   } else {
-    std::copy_n(rows_.get(), rowStride_, mutableRow(j));
+    std::copy_n(rows_.get(), rowStride_, rows_.get() + offsetOf(j));
   }
 }
 

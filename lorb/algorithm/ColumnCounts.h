@@ -20,7 +20,8 @@ struct KeptBlocks {
   std::uint8_t* flagsEnd;
 };
 
-/// How far before the end of that stack counts are asked for. There is as much room before its beginning.
+/// How far before the end of the stack of counts they are asked for, which saves YZ 3 % at 512³. There is as
+/// much room before its beginning, so that this stays inside the array.
 constexpr std::size_t countsAhead = 512;
 
 /// The column pass of one slice, both sides at once: how many rows every voxel is away from the nearest voxel
@@ -58,15 +59,16 @@ class ColumnCounts {
   /// Whether the rows entered from row 1 on hold both inside and outside voxels.
   bool hasBoundary() const { return seenInside_ && seenOutside_; }
 
+  /// From the last row to the first, each once.
   void completeRow(int j);
 
   /// A row that is complete, until the second next one is. Aligned to cache lines; a vector beyond the row
   /// may be read.
-  std::int16_t const* row(int j) const { return rows_.get() + (j % 2 == 0 ? 1U : 2U) * rowStride_; }
+  std::int16_t const* row(int j) const { return rows_.get() + offsetOf(j); }
 
  private:
   void notice(int j, SidesOfRow sides);
-  std::int16_t* mutableRow(int j) { return rows_.get() + (j % 2 == 0 ? 1U : 2U) * rowStride_; }
+  std::size_t offsetOf(int j) const { return (j % 2 == 0 ? 1U : 2U) * rowStride_; }
 
   std::size_t width_;
   int height_;

@@ -28,9 +28,10 @@ namespace lorb {
 ///     lorb::EuclideanDistanceTransform2D transform;
 ///     transform.computeTwoSided(&organ, &distance);
 ///
-/// Cost: linear in the voxels. Beside the volumes it takes one slice of 32-bit work values; 2 bytes a voxel
-/// of a slice (XY, and datasets on any plane), 16 (XZ) or 40 (YZ), where neighbouring slices are done
-/// together; and a table of N + 1 floats, which the object keeps and only enlarges.
+/// Cost: linear in the voxels. Beside the volumes it takes one slice of 32-bit work values; up to 3 bytes
+/// a voxel of a slice (XY, and datasets on any plane), 18 (XZ) or 42 (YZ), where neighbouring slices are done
+/// together, less where masks are smooth; and a table of N + 1 floats, which the object keeps and only
+/// enlarges.
 ///
 /// Distances are exact while 2N < 2²⁴; beyond, squared column distances are rounded to single precision. N
 /// must not exceed 2³¹ − 1.

@@ -319,7 +319,8 @@ std::int32_t FarPass(Row const& row) {
     std::size_t end = first;
     while (end < row.width && row.far[end / blockLength] != 0) end += blockLength;
     if (end == first) {
-      for (end += blockLength; first < end; first += hn::Lanes(d)) {
+      end += blockLength;
+      for (; first < end; first += hn::Lanes(d)) {
         hn::Store(hn::PromoteTo(d, hn::LoadU(dNear, row.nearDistances + first)), d, row.distances + first);
       }
       continue;

@@ -71,7 +71,7 @@ class SignedRowPass {
   void solve(float* distances);
 
   /// What the column pass of one side alone leaves in row `j` with these complete counts: squared distances
-  /// of the voxels of that side, 0 on the other side. Valid until the next call.
+  /// of the voxels of that side, 0 on the other side. Valid until the next call of this or of `solve`.
   std::uint32_t const* columnDistances(std::int16_t const* counts, int j, bool ofInside);
 
  private:

@@ -26,4 +26,10 @@ AlignedArray<T> allocateAligned(std::size_t count) {
   return AlignedArray<T>(static_cast<T*>(memory));
 }
 
+/// The width of rows of `width` elements that begin at cache lines: room for vectors of up to 64 elements.
+inline std::size_t wholeVectors(int width) {
+  constexpr std::size_t most = 64;
+  return (static_cast<std::size_t>(width) + most - 1) / most * most;
+}
+
 }  // namespace lorb

@@ -3,10 +3,12 @@
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 #include <lorb/algorithm/SignedRowPass.h>
 #include <lorb/algorithm/passes.h>
+#include <lorb/algorithm/slabs.h>
 #include <lorb/algorithm/sliceRows.h>
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -34,10 +36,28 @@ struct Evidence {
   }
 };
 
-/// Column pass: `scratch` receives the squared distance of every inside voxel of `source` to the nearest
+/// Which voxels of row j of a slice are inside, `count` from position `begin` on.
+using InsideOf = std::function<void(int j, int begin, int count, std::uint8_t* inside)>;
+
+/// Writes the same voxels.
+using WriteTo = std::function<void(int j, int begin, int count, float const* values)>;
+
+template <class View>
+InsideOf insideOf(View const& view) {
+  return [&view](int j, int begin, int count, std::uint8_t* inside) {
+    rows::getInside(view, j, begin, count, inside);
+  };
+}
+
+template <class View>
+WriteTo writeTo(View const& view) {
+  return
+      [&view](int j, int begin, int count, float const* values) { rows::set(view, j, begin, count, values); };
+}
+
+/// Column pass: `scratch` receives the squared distance of every inside voxel of a slice to the nearest
 /// outside voxel of its column, and 0 at outside voxels.
-template <class Source>
-Evidence columnPass(Source const& source, sliceXY const& scratch, int width, int height) {
+Evidence columnPass(InsideOf const& insideOf, sliceXY const& scratch, int width, int height) {
   auto const infinity = static_cast<float>(squaredDiagonal(width, height));
   Evidence evidence;
   passes::ColumnBlock block;
@@ -48,11 +68,11 @@ Evidence columnPass(Source const& source, sliceXY const& scratch, int width, int
     int const count = std::min(width - begin, passes::ColumnBlock::width);
 
     // 1: downwards, counting from the last outside voxel above
-    rows::getInside(source, 0, begin, count, inside);
+    insideOf(0, begin, count, inside);
     block.start(inside, count, infinity);
     rows::set(scratch, 0, begin, count, block.values);
     for (int j = 1; j < height; ++j) {
-      rows::getInside(source, j, begin, count, inside);
+      insideOf(j, begin, count, inside);
       evidence.add(inside, count);
       block.stepDown(inside, count);
       rows::set(scratch, j, begin, count, block.values);
@@ -77,9 +97,9 @@ float rootOf(std::uint32_t square, EuclideanDistanceTransform2D::SqrtLookUpTable
 }
 
 /// Row pass: calls `write(j, roots)` for every row with the distances of all its voxels.
-template <class Write>
 void rowPass(sliceXY const& scratch, int width, int height,
-             EuclideanDistanceTransform2D::SqrtLookUpTable const& squareRoots, Write write) {
+             EuclideanDistanceTransform2D::SqrtLookUpTable const& squareRoots,
+             std::function<void(int j, float* roots)> const& write) {
   if (width == 0) return;
   passes::RowEnvelope envelope(width);
   auto const size = static_cast<std::size_t>(width);
@@ -99,13 +119,40 @@ void rowPass(sliceXY const& scratch, int width, int height,
   }
 }
 
+/// The kernel of the inside: writes whole rows, negative distances inside and 1 outside. Returns whether
+/// there is a boundary; if not, nothing is written.
+bool writeInside(InsideOf const& insideOf, sliceXY const& scratch, WriteTo const& write, int width,
+                 int height, EuclideanDistanceTransform2D::SqrtLookUpTable const& squareRoots) {
+  if (width < 1) return false;
+  Evidence const evidence = columnPass(insideOf, scratch, width, height);
+  if (evidence.allInside || evidence.allOutside) return false;
+
+  rowPass(scratch, width, height, squareRoots, [&](int j, float* roots) {
+    for (int i = 0; i < width; ++i) roots[i] = roots[i] > 0.0F ? -roots[i] : 1.0F;
+    write(j, 0, width, roots);
+  });
+  return true;
+}
+
+/// The kernel of the outside, to run on what that of the inside has written.
+void writeOutside(InsideOf const& insideOf, sliceXY const& scratch, WriteTo const& write, int width,
+                  int height, EuclideanDistanceTransform2D::SqrtLookUpTable const& squareRoots) {
+  columnPass(insideOf, scratch, width, height);
+  rowPass(scratch, width, height, squareRoots, [&](int j, float const* roots) {
+    // Only what is positive is written: the inside distances keep their bits in any element type.
+    for (int begin = 0, end = 0; begin < width; begin = end) {
+      bool const positive = roots[begin] > 0.0F;
+      while (end < width && (roots[end] > 0.0F) == positive) ++end;
+      if (positive) write(j, begin, end - begin, roots + begin);
+    }
+  });
+}
+
 /// What a slice without a boundary holds: −N when its first voxel is inside, +N when it is outside.
 template <class In>
 float fillValue(In const& in) {
-  std::uint8_t inside = 0;
-  rows::getInside(in, 0, 0, 1, &inside);
   auto const diagonal = static_cast<unsigned>(squaredDiagonal(in.width, in.height));
-  return static_cast<float>(static_cast<int>(inside ? 0U - diagonal : diagonal));
+  return static_cast<float>(static_cast<int>(rows::startsInside(in) ? 0U - diagonal : diagonal));
 }
 
 template <class Out>
@@ -114,14 +161,12 @@ void fillSlice(Out const& out, float value) {
   for (int j = 0; j < out.height; ++j) rows::set(out, j, 0, out.width, row.data());
 }
 
-/// The work slice that both kernels share, large enough for the slices of `in`.
+/// The work slice that both kernels share.
 class Scratch {
  public:
-  template <class In>
-  explicit Scratch(In const& in) : dataset_(true) {
+  Scratch(int width, int height) : dataset_(true) {
     // Column distances are whole numbers below 2³², kept as such.
-    dataset_.newDataset(DatasetCoordinates(in.width, in.height, 1, 1, 1), elementUInt32,
-                        DatasetWorldEmbedding());
+    dataset_.newDataset(DatasetCoordinates(width, height, 1, 1, 1), elementUInt32, DatasetWorldEmbedding());
     dataset_.announceAccessToFullDataset();
   }
 
@@ -147,123 +192,26 @@ void computeByKernels(EuclideanDistanceTransform2D& transform, In const& in, sli
   }
 }
 
-/// Several slices at once with vector units, both sides in one go.
 template <class In, class Out>
-class Slab {
- public:
-  static bool canHold(In const& in, Out const& out) {
-    return in.width == out.width && in.height == out.height && rows::takesFloats(out) &&
-           SignedRowPass::canHold(in.width, in.height);
-  }
-
-  /// Up to `end`, as many slices together as pay.
-  Slab(EuclideanDistanceTransform2D const& transform, In const& in, Out const& out, std::int64_t end)
-      : size_(slabSize(in, out, end)),
-        buffers_(in.width, size_),
-        rowPass_(in.width, in.height, size_, transform.sqrtTable.values) {
-    slices_.reserve(static_cast<std::size_t>(size_));
-    for (int s = 0; s < size_; ++s) slices_.emplace_back(in.width, in.height);
-  }
-
-  /// The slices from `in.slice` on; returns how many, not more than up to `end`. The last one leaves in
-  /// `scratch` what the kernel that ran last would have left.
-  int compute(In const& in, sliceXY const& scratch, Out const& out, std::int64_t end) {
-    auto const count = static_cast<int>(std::min<std::int64_t>(rows::slabLength(out, size_), end - in.slice));
-    std::vector<float> fill(static_cast<std::size_t>(count));
-    auto row = in;
-    for (float& value : fill) {
-      value = fillValue(row);
-      ++row.slice;
-    }
-
-    // 1: all rows in, downwards
-    for (ColumnCounts& slice : slices_) slice.restart();
-    rows::enter(in, slices_, count, overlapping(in, out) ? in.slice + std::int64_t{count} : end, buffers_);
-
-    // 2: all rows out, upwards, each prepared while the one before it is solved
-    int const last = in.slice + std::int64_t{count} == end ? count - 1 : -1;
-    RowCursor ahead{*this, scratch, count, last, in.height - 1};
-    ahead.prepareNext();
-    for (int j = in.height; j-- > 0;) {
-      rows::leave(out, j, count, buffers_, [&](int s, float* values) {
-        auto const index = static_cast<std::size_t>(s);
-        if (!slices_[index].hasBoundary()) {
-          return voxel_rows::fill(values, static_cast<std::size_t>(in.width), fill[index]);
-        }
-        ahead.prepareNext();
-        rowPass_.solve(values);
-      });
-    }
-    if (last >= 0 && !slices_[static_cast<std::size_t>(last)].hasBoundary()) {
-      for (int j = in.height; j-- > 0;) completeRow(last, j, &scratch);
-    }
-    return count;
-  }
-
- private:
-  /// Walks over the rows of the slab's slices with a boundary in the order in which they are solved.
-  struct RowCursor {
-    Slab& slab;
-    sliceXY const& scratch;
-    int count;
-    int last;
-    int j;
-    int s = 0;
-
-    void prepareNext() {
-      while (j >= 0 && !slice().hasBoundary()) advance();
-      if (j < 0) return;
-      slab.completeRow(s, j, s == last ? &scratch : nullptr);
-      slab.rowPass_.prepare(slice().row(j), j, s);
-      advance();
-    }
-
-    ColumnCounts& slice() { return slab.slices_[static_cast<std::size_t>(s)]; }
-
-    void advance() {
-      if (++s < count) return;
-      s = 0;
-      --j;
-    }
-  };
-
-  /// Row `j` of slice `s` of the slab; its column distances go to `scratch`, if there is one.
-  void completeRow(int s, int j, sliceXY const* scratch) {
-    ColumnCounts& slice = slices_[static_cast<std::size_t>(s)];
-    slice.completeRow(j);
-    if (!scratch) return;
-    rows::set(*scratch, j, 0, scratch->width,
-              rowPass_.columnDistances(slice.row(j), j, !slice.hasBoundary()));
-  }
-
-  /// Slices of one volume that end up in others' places must be seen to do so one after the other.
-  static bool overlapping(In const& in, Out const& out) {
-    return static_cast<void const*>(in.dataset) == out.dataset && in.slice != out.slice;
-  }
-
-  static int slabSize(In const& in, Out const& out, std::int64_t end) {
-    return overlapping(in, out)
-               ? 1
-               : static_cast<int>(std::min<std::int64_t>(rows::slabSize<Out>, end - in.slice));
-  }
-
-  int size_;
-  rows::SlabBuffers buffers_;
-  std::vector<ColumnCounts> slices_;
-  SignedRowPass rowPass_;
-};
+bool fitsIntoSlabs(In const& in, Out const& out) {
+  return in.width == out.width && in.height == out.height && rows::takesFloats(out) &&
+         SignedRowPass::canHold(in.width, in.height);
+}
 
 /// The slices from `in.slice` up to `end`, `out.slice` advancing in step.
 template <class In, class Out>
-void computeSlices(EuclideanDistanceTransform2D& transform, In in, sliceXY const& scratch, Out out,
-                   std::int64_t end) {
-  if (in.slice < end && Slab<In, Out>::canHold(in, out)) {
-    Slab<In, Out> slab(transform, in, out, end);
-    while (in.slice < end) {
-      int const count = slab.compute(in, scratch, out, end);
-      in.slice += count;
-      out.slice += count;
-    }
+void computeSlices(EuclideanDistanceTransform2D& transform, In in, Out out, std::int64_t end) {
+  Scratch workSlice(in.width, in.height);
+  sliceXY const scratch = workSlice.view();
+  transform.sqrtTable.init(squaredDiagonal(in.width, in.height));
+  if (in.slice < end && fitsIntoSlabs(in, out)) {
+    // Slices of one volume that end up in others' places must be seen to do so one after the other.
+    bool const overlap = static_cast<void const*>(in.dataset) == out.dataset && in.slice != out.slice;
+    std::int64_t const size = overlap ? 1 : std::min<std::int64_t>(rows::slabSize<Out>, end - in.slice);
+    rows::SlabInputOf<In> input(in);
+    rows::SlabOutputOf<Out> output(out, static_cast<int>(size));
+    computeSlabs(input, output, in.slice, end, out.slice, static_cast<int>(size), scratch,
+                 transform.sqrtTable.values);
   } else {
     for (; in.slice < end; ++in.slice, ++out.slice) computeByKernels(transform, in, scratch, out);
   }
@@ -273,46 +221,24 @@ void computeSlices(EuclideanDistanceTransform2D& transform, In in, sliceXY const
 
 template <class In, class Scratch, class Out>
 bool EuclideanDistanceTransform2D::twoSidedIn(In const& in, Scratch const& scratch, Out const& out) {
-  if (in.width < 1) return false;
-  Evidence const evidence = columnPass(in, scratch, in.width, in.height);
-  if (evidence.allInside || evidence.allOutside) return false;
-
-  rowPass(scratch, in.width, in.height, sqrtTable, [&](int j, float* roots) {
-    for (int i = 0; i < in.width; ++i) roots[i] = roots[i] > 0.0F ? -roots[i] : 1.0F;
-    rows::set(out, j, 0, in.width, roots);
-  });
-  return true;
+  return writeInside(insideOf(in), scratch, writeTo(out), in.width, in.height, sqrtTable);
 }
 
 template <class Out, class Scratch>
 void EuclideanDistanceTransform2D::twoSidedOut(Out const& out, Scratch const& scratch) {
-  columnPass(out, scratch, out.width, out.height);
-  rowPass(scratch, out.width, out.height, sqrtTable, [&](int j, float const* roots) {
-    // Only what is positive is written: the inside distances keep their bits in any element type.
-    for (int begin = 0, end = 0; begin < out.width; begin = end) {
-      bool const positive = roots[begin] > 0.0F;
-      while (end < out.width && (roots[end] > 0.0F) == positive) ++end;
-      if (positive) rows::set(out, j, begin, end - begin, roots + begin);
-    }
-  });
+  writeOutside(insideOf(out), scratch, writeTo(out), out.width, out.height, sqrtTable);
 }
 
 template <class In, class Out>
 void EuclideanDistanceTransform2D::computeAllSlicesTwoSided(In in, Out out) {
-  Scratch scratch(in);
-  sliceXY const view = scratch.view();
-  sqrtTable.init(squaredDiagonal(in.width, in.height));
-  computeSlices(*this, in, view, out, in.sliceCount);
+  computeSlices(*this, in, out, in.sliceCount);
 }
 
 template <class In, class Out>
 void EuclideanDistanceTransform2D::computeSingleSliceTwoSided(In in, Out out, int slice) {
-  Scratch scratch(in);
-  sliceXY const view = scratch.view();
-  sqrtTable.init(squaredDiagonal(in.width, in.height));
   out.slice = slice;
   in.slice = slice;
-  computeSlices(*this, in, view, out, std::int64_t{slice} + 1);
+  computeSlices(*this, in, out, std::int64_t{slice} + 1);
 }
 
 #define LORB_INSTANCE template LORB_EXPORT

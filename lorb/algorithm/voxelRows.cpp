@@ -71,10 +71,7 @@ HWY_INLINE std::uint64_t FlagBits(bool const* bits, std::size_t first, std::size
 template <class T>
 HWY_INLINE void PackFlags(T const* base, std::size_t first, std::size_t stride, std::size_t count,
                           std::size_t rows, std::size_t bit, std::uint16_t* packs, std::size_t packStride) {
-  // 32 cache lines, of which wider voxels take more.
-  constexpr std::size_t ahead = 32 / sizeof(T);
   for (std::size_t i = 0; i < count; ++i) {
-    if (i + ahead < count) voxel_rows::fetch(base, first + (i + ahead) * stride, rows);
     std::uint64_t const word = FlagBits(base, first + i * stride, rows) << bit;
     for (std::size_t k = 0; k < maxPacked / 16; ++k) {
       packs[k * packStride + i] = static_cast<std::uint16_t>(word >> 16 * k);

@@ -272,7 +272,8 @@ TEST(DriversTest, AnOutputWiderThanAnEmptyViewIsFilled) {
   EXPECT_TRUE(allEqual(output, 9.0F));
 }
 
-TEST(DriversTest, SlicesOneVoxelWideReachPagesOfAnotherShape) {
+TEST(DriversTest, TheKernelsMapSlicesOneVoxelWide) {
+  // A page of another shape is theirs; its voxels follow each other in either.
   TImageDataset<short, 3> input({1, 4, 1});
   input(0, 2, 0) = 1;
   auto output = untouchedOutput({1, 4, 1});
