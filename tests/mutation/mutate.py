@@ -350,13 +350,19 @@ def main():
     resumed = []
     if options.resume:
         known = collections.defaultdict(list)
-        for m in map(json.loads, options.resume.read_text().splitlines()):
+        # A run that was cut off may have cut its last line as well.
+        whole = [line for line in options.resume.read_text().splitlines() if line.endswith("}")]
+        for m in map(json.loads, whole):
+            if m["result"] == "listed":
+                m["result"] = "survived"  # for the reasons of today
             known[m["file"], m["was"], m["is"]].append(m)
         places = [known[m["file"], m["was"], m["is"]] for m in chosen]
         resumed = [place.pop() if place else None for place in places]
         chosen = [m for m, result in zip(chosen, resumed) if result is None]
 
     reasons = listed_reasons()
+    for file, line in sorted(set(reasons) - {(m["file"], m["is"]) for m in mutants()}):
+        print(f"no such mutant, though equivalent.txt lists it: {file}: {line}")
     counts = dict.fromkeys(["killed", "survived", "listed", "equivalent", "invalid"], 0)
     end = time.time() + 60 * options.minutes
     numbers = multiprocessing.SimpleQueue()
