@@ -14,7 +14,7 @@ namespace lorb::voxel_rows {
 /// How many rows that lie side by side `storeAcross` takes at the most.
 constexpr std::size_t maxAcross = 16;
 
-/// How many `pack` takes: as many voxels as the smallest have in a cache line.
+/// How many `pack` takes: as many as the smallest voxels that are not bits have in a cache line.
 constexpr std::size_t maxPacked = 64;
 
 /// Has memory bring elements first, first + 1, … while something is computed that does not need memory:

@@ -37,6 +37,23 @@ TEST(DriversTest, SlicesWithoutABoundaryHoldTheSquaredDiagonal) {
   EXPECT_TRUE(allEqual(output, -25.0F));
 }
 
+TEST(DriversTest, RoundingOutputsOfSlicesWithoutABoundaryHoldTheSquaredDiagonal) {
+  Dataset input(true);
+  Dataset output(true);
+  reference::shape(input, {4, 3, 1}, lorb::elementInt8);
+  reference::shape(output, {4, 3, 1}, lorb::elementInt16);
+  for (float const value : {0.0F, 7.0F}) {
+    reference::forEachVoxel(
+        {4, 3, 1}, [&](auto const& position, std::size_t) { input.setElement<float>(position, value); });
+    DatasetCoordinates const origin(0, 0, 0, 0, 0);
+    Transform().computeAllSlicesTwoSided(Transform::sliceXY{&input, 4, 3, 1, 0, origin},
+                                         Transform::sliceXY{&output, 4, 3, 1, 0, origin});
+    reference::forEachVoxel({4, 3, 1}, [&](auto const& position, std::size_t) {
+      EXPECT_EQ(output.getElement<float>(position), value > 0.0F ? -25.0F : 25.0F);
+    });
+  }
+}
+
 TEST(DriversTest, TheFirstVoxelGivesTheSignOfTheFill) {
   // Row 0 is mixed, all below is outside: no boundary, so voxel (0, 0) speaks for the slice.
   TImageDataset<short, 3> input({2, 3, 1});
