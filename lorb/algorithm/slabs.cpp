@@ -38,8 +38,8 @@ class Slab {
     // 2: all rows out, upwards, each prepared while the one before it is solved
     next_ = {0, in_.height - 1};
     prepareNext();
-    for (int j = in_.height; j-- > 0;)
-      out_.leave(firstOut, j, count_, [this](int s, float* values) { solve(s, values); });
+    SlabOutput::Solve const solveRow = [this](int s, float* values) { solve(s, values); };
+    for (int j = in_.height; j-- > 0;) out_.leave(firstOut, j, count_, solveRow);
 
     if (last_ >= 0 && !slice(last_).hasBoundary()) {
       for (int j = in_.height; j-- > 0;) completeRow({last_, j});
