@@ -1,6 +1,5 @@
 #include <lorb/algorithm/SignedRowPass.h>
 #include <lorb/algorithm/slabs.h>
-#include <lorb/algorithm/sliceRows.h>
 #include <lorb/algorithm/voxelRows.h>
 
 #include <algorithm>
@@ -8,11 +7,9 @@
 namespace lorb {
 namespace {
 
-using sliceXY = EuclideanDistanceTransform2D::sliceXY;
-
 class Slab {
  public:
-  Slab(SlabInput& in, SlabOutput& out, int size, sliceXY const& scratch, float const* squareRoots)
+  Slab(SliceInput& in, SliceOutput& out, int size, rows::DatasetSlice& scratch, float const* squareRoots)
       : in_(in),
         out_(out),
         scratch_(scratch),
@@ -38,7 +35,7 @@ class Slab {
     // 2: all rows out, upwards, each prepared while the one before it is solved
     next_ = {0, in_.height - 1};
     prepareNext();
-    SlabOutput::Solve const solveRow = [this](int s, float* values) { solve(s, values); };
+    SliceOutput::Solve const solveRow = [this](int s, float* values) { solve(s, values); };
     for (int j = in_.height; j-- > 0;) out_.leave(firstOut, j, count_, solveRow);
 
     if (last_ >= 0 && !slice(last_).hasBoundary()) {
@@ -84,13 +81,13 @@ class Slab {
     ColumnCounts& counts = slice(place.s);
     counts.completeRow(place.j);
     if (place.s != last_) return;
-    rows::set(scratch_, place.j, 0, in_.width,
-              rowPass_.columnDistances(counts.row(place.j), place.j, !counts.hasBoundary()));
+    scratch_.setRow(place.j, 0, in_.width,
+                    rowPass_.columnDistances(counts.row(place.j), place.j, !counts.hasBoundary()));
   }
 
-  SlabInput& in_;
-  SlabOutput& out_;
-  sliceXY const& scratch_;
+  SliceInput& in_;
+  SliceOutput& out_;
+  rows::DatasetSlice& scratch_;
   float diagonal_;
   std::vector<ColumnCounts> slices_;
   SignedRowPass rowPass_;
@@ -102,8 +99,8 @@ class Slab {
 
 }  // namespace
 
-void computeSlabs(SlabInput& in, SlabOutput& out, std::int64_t first, std::int64_t end, std::int64_t firstOut,
-                  int size, sliceXY const& scratch, float const* squareRoots) {
+void computeSlabs(SliceInput& in, SliceOutput& out, std::int64_t first, std::int64_t end,
+                  std::int64_t firstOut, int size, rows::DatasetSlice& scratch, float const* squareRoots) {
   Slab slab(in, out, size, scratch, squareRoots);
   while (first < end) {
     int const count = slab.compute(first, end, firstOut);

@@ -69,26 +69,31 @@ HWY_INLINE std::uint64_t FlagBits(bool const* bits, std::size_t first, std::size
 }
 
 template <class T>
-HWY_INLINE void PackFlags(T const* base, std::size_t first, std::size_t stride, std::size_t count,
-                          std::size_t rows, std::size_t bit, std::uint16_t* packs, std::size_t packStride) {
+void FlagRow(void const* base, std::size_t first, std::size_t count, std::uint8_t* flags) {
+  FlagAlong(static_cast<T const*>(base), first, count, flags);
+}
+
+template <class T>
+void PackFlags(void const* base, std::size_t first, std::size_t stride, std::size_t count, std::size_t rows,
+               std::size_t bit, std::uint16_t* packs, std::size_t packStride) {
   for (std::size_t i = 0; i < count; ++i) {
-    std::uint64_t const word = FlagBits(base, first + i * stride, rows) << bit;
+    std::uint64_t const word = FlagBits(static_cast<T const*>(base), first + i * stride, rows) << bit;
     for (std::size_t k = 0; k < maxPacked / 16; ++k) {
       packs[k * packStride + i] = static_cast<std::uint16_t>(word >> 16 * k);
     }
   }
 }
 
-#define LORB_FLAG_FUNCTIONS(id, element, T, name)                                                         \
-  void FlagAlong##name(void const* base, std::size_t first, std::size_t count, std::uint8_t* flags) {     \
-    FlagAlong(static_cast<T const*>(base), first, count, flags);                                          \
-  }                                                                                                       \
-  void PackFlags##name(void const* base, std::size_t first, std::size_t stride, std::size_t count,        \
-                       std::size_t rows, std::size_t bit, std::uint16_t* packs, std::size_t packStride) { \
-    PackFlags(static_cast<T const*>(base), first, stride, count, rows, bit, packs, packStride);           \
-  }
-LORB_FOR_EACH_ELEMENT_TYPE(LORB_FLAG_FUNCTIONS)
+template <class T>
+constexpr std::size_t bitsOf = std::is_same_v<T, bool> ? 1 : 8 * sizeof(T);
+
+#define LORB_FLAG_FUNCTIONS(id, element, T, name) {bitsOf<T>, FlagRow<T>, PackFlags<T>},
+constexpr voxel_rows::FlagFunctions flagFunctions[] = {LORB_FOR_EACH_ELEMENT_TYPE(LORB_FLAG_FUNCTIONS)};
 #undef LORB_FLAG_FUNCTIONS
+
+voxel_rows::FlagFunctions const* FindFlagFunctions(TypeID type) {
+  return &flagFunctions[type - 1];
+}
 
 #if HWY_TARGET != HWY_SCALAR
 
@@ -169,6 +174,7 @@ namespace lorb {
 
 HWY_EXPORT(StoreAcross);
 HWY_EXPORT(Fill);
+HWY_EXPORT(FindFlagFunctions);
 
 void voxel_rows::storeAcross(float const* rows, std::size_t rowStride, std::size_t count, std::size_t across,
                              float* target, std::size_t stride, bool pastCache) {
@@ -179,15 +185,9 @@ void voxel_rows::fill(float* row, std::size_t count, float value) {
   HWY_DYNAMIC_DISPATCH(Fill)(row, count, value);
 }
 
-#define LORB_FLAG_FUNCTIONS(id, element, T, name)                                          \
-  HWY_EXPORT(FlagAlong##name);                                                             \
-  HWY_EXPORT(PackFlags##name);                                                             \
-  template <>                                                                              \
-  voxel_rows::FlagFunctions voxel_rows::flagFunctions<T>() {                               \
-    return {HWY_DYNAMIC_DISPATCH(FlagAlong##name), HWY_DYNAMIC_DISPATCH(PackFlags##name)}; \
-  }
-LORB_FOR_EACH_ELEMENT_TYPE(LORB_FLAG_FUNCTIONS)
-#undef LORB_FLAG_FUNCTIONS
+voxel_rows::FlagFunctions const& voxel_rows::flagFunctions(TypeID type) {
+  return *HWY_DYNAMIC_DISPATCH(FindFlagFunctions)(type);
+}
 
 }  // namespace lorb
 

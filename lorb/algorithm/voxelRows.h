@@ -17,21 +17,18 @@ constexpr std::size_t maxAcross = 16;
 /// How many `pack` takes: as many as the smallest voxels that are not bits have in a cache line.
 constexpr std::size_t maxPacked = 64;
 
-/// Has memory bring elements first, first + 1, … while something is computed that does not need memory:
-/// whoever uses them would wait.
-template <class T>
-void fetch(T const* base, std::size_t first, std::size_t count) {
-  constexpr std::size_t perLine = 64 / sizeof(T);
-  for (std::size_t k = 0; k < count; k += perLine) hwy::Prefetch(base + first + k);
-}
-
-inline void fetch(bool const* bits, std::size_t first, std::size_t count) {
-  fetch(reinterpret_cast<std::uint8_t const*>(bits), first / 8, count / 8 + 1);
+/// Has memory bring bytes while something is computed that does not need memory: whoever uses them would
+/// wait.
+inline void fetch(void const* from, std::size_t bytes) {
+  constexpr std::size_t line = 64;
+  for (std::size_t k = 0; k < bytes; k += line) hwy::Prefetch(static_cast<std::byte const*>(from) + k);
 }
 
 /// What there is for each element type. A voxel is given as a base address and the number of an element
 /// from there, so that the bits of `bool` fit in.
 struct FlagFunctions {
+  /// That a voxel takes.
+  std::size_t bits;
   /// flags[i] of elements first, first + 1, …
   void (*along)(void const* base, std::size_t first, std::size_t count, std::uint8_t* flags);
   /// `rows` ≤ maxPacked − `bit` rows that lie side by side, one bit each: bit number `bit` + r of the 64-bit
@@ -41,8 +38,7 @@ struct FlagFunctions {
                std::size_t bit, std::uint16_t* packs, std::size_t packStride);
 };
 
-template <class T>
-FlagFunctions flagFunctions();
+FlagFunctions const& flagFunctions(TypeID type);
 
 /// The counterpart for results: element i * stride + s of `target` receives rows[s * rowStride + i]. What
 /// goes past the cache makes whole cache lines: `across` is maxAcross, target and stride are multiples of a

@@ -96,9 +96,11 @@ inline To convertElement(From value) {
   }
 }
 
-/// Converts `count` consecutive elements. The ranges must not overlap.
+/// Converts `count` consecutive elements. The ranges must not overlap. Always inline, so that it becomes
+/// vectors of the instruction set that its caller is compiled for.
 template <class To, class From>
-void convertElements(From const* __restrict source, To* __restrict target, std::size_t count) {
+[[gnu::always_inline]] inline void convertElements(From const* __restrict source, To* __restrict target,
+                                                   std::size_t count) {
   if constexpr (std::is_same_v<To, From>) {
     if (count > 0) std::memcpy(target, source, count * sizeof(To));
   } else {

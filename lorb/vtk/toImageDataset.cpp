@@ -2,6 +2,8 @@
 #include <lorb/dataset/dump.h>
 #include <lorb/vtk/toImageDataset.h>
 
+#include <array>
+#include <cstdint>
 #include <iterator>
 #include <memory>
 #include <type_traits>
@@ -54,22 +56,34 @@ ImageDataset* toImageDataset(vtkImageData const* image, TypeID target) {
   return result;
 }
 
-template <class T>
-void do_convert(vtkImageData* image, TypeID source, ImageDataset*& result) {
+namespace {
+
+/// A negative dimension becomes a huge count, which `resize` refuses.
+std::array<std::uint64_t, 3> extentsOf(vtkImageData* image) {
   int dimensions[3];
   image->GetDimensions(dimensions);
-  auto volume = std::make_unique<TImageDataset<T, 3>>();
-  // A negative dimension becomes a huge count, which `resize` refuses.
-  volume->resize({static_cast<std::uint64_t>(dimensions[0]), static_cast<std::uint64_t>(dimensions[1]),
-                  static_cast<std::uint64_t>(dimensions[2])});
+  return {static_cast<std::uint64_t>(dimensions[0]), static_cast<std::uint64_t>(dimensions[1]),
+          static_cast<std::uint64_t>(dimensions[2])};
+}
 
+/// Placement and voxels of an image, into a volume of its extents.
+void copy(vtkImageData* image, TypeID source, ImageDataset& volume) {
   double vector[3];
   image->GetOrigin(vector);
-  volume->worldEmbedding().setDatasetOrigin(WorldCoordinates(vector[0], vector[1], vector[2], 0.0));
+  volume.worldEmbedding().setDatasetOrigin(WorldCoordinates(vector[0], vector[1], vector[2], 0.0));
   image->GetSpacing(vector);
-  volume->worldEmbedding().setVoxelSpacing(WorldCoordinates(vector[0], vector[1], vector[2], 0.0));
+  volume.worldEmbedding().setVoxelSpacing(WorldCoordinates(vector[0], vector[1], vector[2], 0.0));
 
-  dump(image->GetScalarPointer(), source, volume.get());
+  dump(image->GetScalarPointer(), source, &volume);
+}
+
+}  // namespace
+
+template <class T>
+void do_convert(vtkImageData* image, TypeID source, ImageDataset*& result) {
+  auto volume = std::make_unique<TImageDataset<T, 3>>();
+  volume->resize(extentsOf(image));
+  copy(image, source, *volume);
   result = volume.release();
 }
 
