@@ -256,24 +256,21 @@ struct RowsAcross {
   float* target;
   std::size_t stride;
   bool pastCache;
+  std::size_t shareLength;  // such that `count` shares make up a row; the last may be shorter or empty
 
-  /// One of `count` shares, of which the last may be empty: short ones don't pay.
   void storeShare(std::size_t number) const {
-    constexpr std::size_t shortest = 32;
-    std::size_t const length = std::max(shortest, (width + 4 * count - 1) / (4 * count) * 4);
-    std::size_t const begin = std::min(width, number * length);
-    std::size_t const end = std::min(width, begin + length);
+    std::size_t const begin = std::min(width, number * shareLength);
+    std::size_t const end = std::min(width, begin + shareLength);
     if (begin == end) return;
     voxel_rows::storeAcross(values + begin, rowLength, end - begin, count, target + begin * stride, stride,
                             pastCache);
   }
 
-  /// Asks for the lines of one of `count` shares, unless they need not be read.
+  /// Asks for the lines of a share, unless they need not be read.
   void fetchShare(std::size_t number) const {
     if (pastCache) return;
-    std::size_t const length = (width + count - 1) / count;
-    std::size_t const end = std::min(width, (number + 1) * length);
-    for (std::size_t i = number * length; i < end; ++i)
+    std::size_t const end = std::min(width, (number + 1) * shareLength);
+    for (std::size_t i = number * shareLength; i < end; ++i)
       voxel_rows::fetch(target + i * stride, count * sizeof(float));
   }
 };
@@ -304,7 +301,8 @@ class AcrossOutput final : public TypedOutput {
                              across,
                              target,
                              volume_->pages[0].extents[0],
-                             goesPastCache(target, across)};
+                             goesPastCache(target, across),
+                             shareLength(across)};
     for (std::size_t s = 0; s < across; ++s) {
       if (waiting_) waiting_->storeShare(s);
       rows.fetchShare(s);
@@ -318,6 +316,12 @@ class AcrossOutput final : public TypedOutput {
   }
 
  private:
+  /// Of `count` shares of a row; short ones don't pay. By fours, as columns are written.
+  std::size_t shareLength(std::size_t count) const {
+    constexpr std::size_t shortest = 32;
+    return std::max(shortest, (static_cast<std::size_t>(width) + 4 * count - 1) / (4 * count) * 4);
+  }
+
   /// Whether whole cache lines are written, and so many that none would stay in a cache: then they need not
   /// be read before.
   bool goesPastCache(float const* target, std::size_t count) const {
