@@ -9,7 +9,7 @@ namespace {
 
 class Slab {
  public:
-  Slab(SliceInput& in, SliceOutput& out, int size, rows::DatasetSlice& scratch, float const* squareRoots)
+  Slab(SliceInput& in, SliceOutput& out, int size, DatasetSlice& scratch, float const* squareRoots)
       : in_(in),
         out_(out),
         scratch_(scratch),
@@ -87,7 +87,7 @@ class Slab {
 
   SliceInput& in_;
   SliceOutput& out_;
-  rows::DatasetSlice& scratch_;
+  DatasetSlice& scratch_;
   float diagonal_;
   std::vector<ColumnCounts> slices_;
   SignedRowPass rowPass_;
@@ -100,7 +100,7 @@ class Slab {
 }  // namespace
 
 void computeSlabs(SliceInput& in, SliceOutput& out, std::int64_t first, std::int64_t end,
-                  std::int64_t firstOut, int size, rows::DatasetSlice& scratch, float const* squareRoots) {
+                  std::int64_t firstOut, int size, DatasetSlice& scratch, float const* squareRoots) {
   Slab slab(in, out, size, scratch, squareRoots);
   while (first < end) {
     int const count = slab.compute(first, end, firstOut);

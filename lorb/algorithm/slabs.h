@@ -12,6 +12,6 @@ namespace lorb {
 /// last on a slice leaves there. `squareRoots` must reach width² + height² − 1. Throws `std::bad_alloc`, and
 /// what reading and writing throw.
 void computeSlabs(SliceInput& in, SliceOutput& out, std::int64_t first, std::int64_t end,
-                  std::int64_t firstOut, int size, rows::DatasetSlice& scratch, float const* squareRoots);
+                  std::int64_t firstOut, int size, DatasetSlice& scratch, float const* squareRoots);
 
 }  // namespace lorb

@@ -2,59 +2,59 @@
 
 #include <lorb/algorithm/ColumnCounts.h>
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
-#include <lorb/algorithm/voxelRows.h>
+#include <lorb/algorithm/alignedArray.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <limits>
+#include <optional>
+#include <type_traits>
 #include <vector>
 
 /// Slices as rows in plain buffers. Views are turned into these where they come in, so that element type and
 /// plane matter nowhere else.
 namespace lorb {
 
-/// The slices of a volume on their way in.
-class SliceInput {
+/// The slices of a volume.
+class Slices {
  public:
-  SliceInput(void const* source, int sliceWidth, int sliceHeight)
+  Slices(void const* source, int sliceWidth, int sliceHeight)
       : volume(source), width(sliceWidth), height(sliceHeight) {}
-  virtual ~SliceInput() = default;
+  virtual ~Slices() = default;
 
   /// inside[k] is 1 where the value of voxel (begin + k, j) of a slice is greater than zero, 0 elsewhere, NaN
   /// included.
   virtual void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) = 0;
 
-  /// Hands all rows of `count` slices from `first` on to `slices`. What is read ahead for later calls ends
-  /// with slice `readable` − 1.
-  virtual void enter(std::int64_t first, int count, std::int64_t readable,
-                     std::vector<ColumnCounts>& slices) = 0;
-
   /// Whether the first voxel of a slice is inside.
-  bool startsInside(std::int64_t slice) {
-    std::uint8_t inside = 0;
-    getInside(slice, 0, 0, 1, &inside);
-    return inside != 0;
-  }
+  bool startsInside(std::int64_t slice);
 
   void const* const volume;
   int const width;
   int const height;
 };
 
-/// The slices of a volume on their way out.
-class SliceOutput {
+/// Slices on their way in.
+class SliceInput : public Slices {
+ public:
+  using Slices::Slices;
+
+  /// Hands all rows of `count` slices from `first` on to `slices`. What is read ahead for later calls ends
+  /// with slice `readable` − 1.
+  virtual void enter(std::int64_t first, int count, std::int64_t readable,
+                     std::vector<ColumnCounts>& slices) = 0;
+};
+
+/// Slices on their way out.
+class SliceOutput : public Slices {
  public:
   using Solve = std::function<void(int s, float* values)>;
 
-  SliceOutput(void const* target, int sliceWidth, int sliceHeight)
-      : volume(target), width(sliceWidth), height(sliceHeight) {}
-  virtual ~SliceOutput() = default;
+  using Slices::Slices;
 
   /// Writes the voxels (begin, j) to (begin + count − 1, j) of a slice.
   virtual void set(std::int64_t slice, int j, int begin, int count, float const* values) = 0;
-
-  /// The same slices, to be read.
-  virtual std::unique_ptr<SliceInput> written() const = 0;
 
   /// Whether positions outside the volume are noticed.
   virtual bool isChecked() const = 0;
@@ -72,22 +72,83 @@ class SliceOutput {
   /// Writes row `j` of `count` slices from `first` on; `solve(s, values)` provides that of slice first + s.
   /// Rows come from the last to the first.
   virtual void leave(std::int64_t first, int j, int count, Solve const& solve) = 0;
-
-  void const* const volume;
-  int const width;
-  int const height;
 };
 
-namespace rows {
+// --- generic datasets --------------------------------------------------------------------------------
 
-using Transform = EuclideanDistanceTransform2D;
+/// A slice of a generic dataset, a row of which is read and written by one library call. It checks the
+/// position once. The view must last, since its position is rewritten.
+class DatasetSlice {
+ public:
+  template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
+  explicit DatasetSlice(EuclideanDistanceTransform2D::GenericSlice<Plane> const& view)
+      : dataset(view.dataset),
+        slice(view.slice),
+        axes_(EuclideanDistanceTransform2D::axesOf(Plane)),
+        position_(view.position) {}
+
+  void getRow(int j, int begin, int count, float* values) {
+    dataset->getRow(moveTo(begin, j), axes_.i, count, values);
+  }
+  template <class T>
+  void setRow(int j, int begin, int count, T const* values) {
+    dataset->setRow(moveTo(begin, j), axes_.i, count, values);
+  }
+
+  Dataset* const dataset;
+  std::int64_t slice;
+
+ private:
+  DatasetCoordinates const& moveTo(int i, int j) {
+    position_[axes_.i] = i;
+    position_[axes_.j] = j;
+    position_[axes_.slice] = static_cast<int>(slice);
+    return position_;
+  }
+
+  EuclideanDistanceTransform2D::SliceAxes axes_;
+  DatasetCoordinates& position_;
+};
+
+class DatasetInput final : public SliceInput {
+ public:
+  DatasetInput(DatasetSlice const& source, int sliceWidth, int sliceHeight);
+  ~DatasetInput() override;
+  void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) override;
+  void enter(std::int64_t first, int count, std::int64_t readable,
+             std::vector<ColumnCounts>& slices) override;
+
+ private:
+  DatasetSlice slice_;
+  std::vector<std::uint8_t> flags_;
+};
+
+class DatasetOutput final : public SliceOutput {
+ public:
+  DatasetOutput(DatasetSlice const& target, int sliceWidth, int sliceHeight);
+  ~DatasetOutput() override;
+  void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) override;
+  void set(std::int64_t slice, int j, int begin, int count, float const* values) override;
+  bool isChecked() const override { return true; }
+  bool takesFloats() const override;
+  void leave(std::int64_t first, int j, int count, Solve const& solve) override;
+
+ private:
+  DatasetSlice slice_;
+  std::vector<float> values_;
+};
+
+// --- typed volumes -----------------------------------------------------------------------------------
 
 /// The voxels of a typed volume without their type.
 struct Voxels {
-  void const* first;  // of `bool` volumes, the word that holds it
+  void const* first;  // of a `bool` volume, its first word
   TypeID type;
   std::uint64_t strides[3];  // in voxels, along x, y and z
 };
+
+/// Finds the voxels of a volume, which need not be there before.
+using VoxelsOf = Voxels (*)(void const* volume);
 
 template <class T>
 Voxels voxelsOf(void const* volume) {
@@ -101,78 +162,122 @@ Voxels voxelsOf(void const* volume) {
   return voxels;
 }
 
-/// A volume that need not be there before it is asked for its voxels.
-struct TypedVolume {
-  void const* volume;
-  Voxels (*voxelsOf)(void const* volume);
-  Transform::SliceAxes axes;
-};
-
-/// A slice of a generic dataset, a row of which is read and written by one library call. It checks the
-/// position once.
-class DatasetSlice {
+/// Rows of slices that do not share cache lines.
+class TypedInput : public SliceInput {
  public:
-  template <Transform::PlaneOrientationE Plane>
-  explicit DatasetSlice(Transform::GenericSlice<Plane> const& view)
-      : dataset(view.dataset), axes_(Transform::axesOf(Plane)), position_(view.position) {
-    moveToSlice(view.slice);
-  }
+  TypedInput(void const* source, VoxelsOf findVoxels, EuclideanDistanceTransform2D::SliceAxes axes,
+             int sliceWidth, int sliceHeight);
+  ~TypedInput() override;
+  void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) override;
+  void enter(std::int64_t first, int count, std::int64_t readable,
+             std::vector<ColumnCounts>& slices) override;
 
-  void moveToSlice(std::int64_t slice) { position_[axes_.slice] = static_cast<int>(slice); }
-
-  template <class T>
-  void getRow(int j, int begin, int count, T* values) {
-    dataset->getRow(moveTo(begin, j), axes_.i, count, values);
-  }
-  template <class T>
-  void setRow(int j, int begin, int count, T const* values) {
-    dataset->setRow(moveTo(begin, j), axes_.i, count, values);
-  }
-
-  Dataset* const dataset;
+ protected:
+  VoxelsOf findVoxels_;
+  EuclideanDistanceTransform2D::SliceAxes axes_;
 
  private:
-  DatasetCoordinates const& moveTo(int i, int j) {
-    position_[axes_.i] = i;
-    position_[axes_.j] = j;
-    return position_;
-  }
-
-  Transform::SliceAxes axes_;
-  DatasetCoordinates position_;
+  std::vector<std::uint8_t> flags_;
 };
 
-std::unique_ptr<SliceInput> inputOf(TypedVolume const& volume, int width, int height);
-std::unique_ptr<SliceInput> inputOf(DatasetSlice const& slice, int width, int height);
-std::unique_ptr<SliceOutput> outputOf(TImageDataset<float, 3>* volume, Transform::SliceAxes axes, int width,
-                                      int height);
-std::unique_ptr<SliceOutput> outputOf(DatasetSlice const& slice, int width, int height);
+/// Slices that share cache lines: lines are read once for as many slices as they hold, where rows are whole
+/// lines, and kept as a bit a slice. Bit b of pack k is that of slice packedBegin_ + 16 k + b.
+class PackedInput final : public TypedInput {
+ public:
+  using TypedInput::TypedInput;
+  ~PackedInput() override;
+  void enter(std::int64_t first, int count, std::int64_t readable,
+             std::vector<ColumnCounts>& slices) override;
 
-}  // namespace rows
+ private:
+  void pack(std::int64_t first, std::int64_t readable);
+
+  std::size_t rowLength_ = wholeVectors(width);
+  std::size_t partLength_ = rowLength_ * static_cast<std::size_t>(height);
+  std::int64_t packedBegin_ = 0;
+  std::int64_t packedEnd_ = std::numeric_limits<std::int64_t>::min();
+  AlignedArray<std::uint16_t> packs_;
+};
+
+/// Rows of slices that do not share cache lines.
+class TypedOutput : public SliceOutput {
+ public:
+  TypedOutput(TImageDataset<float, 3>* target, EuclideanDistanceTransform2D::SliceAxes axes, int sliceWidth,
+              int sliceHeight);
+  void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) override;
+  void set(std::int64_t slice, int j, int begin, int count, float const* values) override;
+  bool isChecked() const override { return false; }
+  bool takesFloats() const override;
+  int slabSize() const override;
+  void leave(std::int64_t first, int j, int count, Solve const& solve) override;
+
+ protected:
+  float* address(std::int64_t slice, int j, int i = 0) const;
+
+  TImageDataset<float, 3>* target_;
+  EuclideanDistanceTransform2D::SliceAxes axes_;
+};
+
+/// Rows of neighbouring slices on their way into a volume in which they lie side by side: element i of row s
+/// goes to target[i * stride + s].
+struct RowsAcross {
+  void storeShare(std::size_t number) const;
+  /// Asks for the lines of a share, unless they need not be read.
+  void fetchShare(std::size_t number) const;
+
+  float const* values;
+  std::size_t rowLength;
+  std::size_t width;
+  std::size_t count;
+  float* target;
+  std::size_t stride;
+  bool pastCache;
+  std::size_t shareLength;  // such that `count` shares make up a row; the last may be shorter or empty
+};
+
+/// Slices that share cache lines.
+class AcrossOutput final : public TypedOutput {
+ public:
+  using TypedOutput::TypedOutput;
+  ~AcrossOutput() override;
+  int slabSize() const override;
+  int slabLength(std::int64_t first, int most) const override;
+  void leave(std::int64_t first, int j, int count, Solve const& solve) override;
+
+ private:
+  std::size_t shareLength(std::size_t count) const;
+  bool goesPastCache(float const* target, std::size_t count) const;
+
+  std::size_t rowLength_ = wholeVectors(width);
+  std::vector<float> values_;  // two rows for each slice
+  std::optional<RowsAcross> waiting_;
+};
 
 // --- views -------------------------------------------------------------------------------------------
 
 template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
-std::unique_ptr<SliceInput> inputOf(EuclideanDistanceTransform2D::GenericSlice<Plane> const& view) {
-  return rows::inputOf(rows::DatasetSlice(view), view.width, view.height);
+DatasetInput inputOf(EuclideanDistanceTransform2D::GenericSlice<Plane> const& view) {
+  return {DatasetSlice(view), view.width, view.height};
 }
 
+template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
+DatasetOutput outputOf(EuclideanDistanceTransform2D::GenericSlice<Plane> const& view) {
+  return {DatasetSlice(view), view.width, view.height};
+}
+
+/// Slices of constant x share cache lines.
 template <EuclideanDistanceTransform2D::PlaneOrientationE Plane, class T>
-std::unique_ptr<SliceInput> inputOf(
-    EuclideanDistanceTransform2D::TypedSlice<Plane, TImageDataset<T, 3> const> const& view) {
-  constexpr auto axes = EuclideanDistanceTransform2D::axesOf(Plane);
-  return rows::inputOf(rows::TypedVolume{view.dataset, &rows::voxelsOf<T>, axes}, view.width, view.height);
+auto inputOf(EuclideanDistanceTransform2D::TypedSlice<Plane, TImageDataset<T, 3> const> const& view) {
+  using Input = std::conditional_t<Plane == EuclideanDistanceTransform2D::planeYZ, PackedInput, TypedInput>;
+  return Input(view.dataset, &voxelsOf<T>, EuclideanDistanceTransform2D::axesOf(Plane), view.width,
+               view.height);
 }
 
 template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
-std::unique_ptr<SliceOutput> outputOf(EuclideanDistanceTransform2D::GenericSlice<Plane> const& view) {
-  return rows::outputOf(rows::DatasetSlice(view), view.width, view.height);
-}
-
-template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
-std::unique_ptr<SliceOutput> outputOf(
-    EuclideanDistanceTransform2D::TypedSlice<Plane, TImageDataset<float, 3>> const& view) {
-  return rows::outputOf(view.dataset, EuclideanDistanceTransform2D::axesOf(Plane), view.width, view.height);
+auto outputOf(EuclideanDistanceTransform2D::TypedSlice<Plane, TImageDataset<float, 3>> const& view) {
+  using Output =
+      std::conditional_t<Plane == EuclideanDistanceTransform2D::planeYZ, AcrossOutput, TypedOutput>;
+  return Output(view.dataset, EuclideanDistanceTransform2D::axesOf(Plane), view.width, view.height);
 }
 
 }  // namespace lorb

@@ -8,14 +8,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
 namespace lorb {
 namespace {
 
-using rows::DatasetSlice;
 using SqrtLookUpTable = EuclideanDistanceTransform2D::SqrtLookUpTable;
 
 /// width² + height², wrapping around like the 32-bit integers it is defined in.
@@ -39,7 +38,7 @@ struct Evidence {
 
 /// Column pass: `scratch` receives the squared distance of every inside voxel of a slice to the nearest
 /// outside voxel of its column, and 0 at outside voxels.
-Evidence columnPass(SliceInput& in, std::int64_t slice, DatasetSlice& scratch) {
+Evidence columnPass(Slices& in, std::int64_t slice, DatasetSlice& scratch) {
   int const width = in.width, height = in.height;
   auto const infinity = static_cast<float>(squaredDiagonal(width, height));
   Evidence evidence;
@@ -80,8 +79,8 @@ float rootOf(std::uint32_t square, SqrtLookUpTable const& squareRoots) {
 }
 
 /// Row pass: calls `write(j, roots)` for every row with the distances of all its voxels.
-void rowPass(DatasetSlice& scratch, int width, int height, SqrtLookUpTable const& squareRoots,
-             std::function<void(int j, float* roots)> const& write) {
+template <class Write>
+void rowPass(DatasetSlice& scratch, int width, int height, SqrtLookUpTable const& squareRoots, Write write) {
   if (width == 0) return;
   passes::RowEnvelope envelope(width);
   auto const size = static_cast<std::size_t>(width);
@@ -119,7 +118,7 @@ bool writeInside(SliceInput& in, std::int64_t slice, DatasetSlice& scratch, Slic
 /// The kernel of the outside, to run on what that of the inside has written.
 void writeOutside(SliceOutput& out, std::int64_t slice, DatasetSlice& scratch,
                   SqrtLookUpTable const& squareRoots) {
-  columnPass(*out.written(), slice, scratch);
+  columnPass(out, slice, scratch);
   rowPass(scratch, out.width, out.height, squareRoots, [&](int j, float const* roots) {
     // Only what is positive is written: the inside distances keep their bits in any element type.
     for (int begin = 0, end = 0; begin < out.width; begin = end) {
@@ -177,7 +176,8 @@ bool fitsIntoSlabs(SliceInput const& in, SliceOutput const& out) {
 void computeSlices(SliceInput& in, SliceOutput& out, std::int64_t slice, std::int64_t end,
                    std::int64_t outSlice, SqrtLookUpTable& squareRoots) {
   Scratch workSlice(in.width, in.height);
-  DatasetSlice scratch(workSlice.view());
+  auto const view = workSlice.view();
+  DatasetSlice scratch(view);
   squareRoots.init(squaredDiagonal(in.width, in.height));
   if (slice < end && fitsIntoSlabs(in, out)) {
     // Slices of one volume that end up in others' places must be seen to do so one after the other.
@@ -193,24 +193,31 @@ void computeSlices(SliceInput& in, SliceOutput& out, std::int64_t slice, std::in
 
 template <class In, class Scratch, class Out>
 bool EuclideanDistanceTransform2D::twoSidedIn(In const& in, Scratch const& scratch, Out const& out) {
+  auto input = inputOf(in);
+  auto output = outputOf(out);
   DatasetSlice work(scratch);
-  return writeInside(*inputOf(in), in.slice, work, *outputOf(out), out.slice, sqrtTable);
+  return writeInside(input, in.slice, work, output, out.slice, sqrtTable);
 }
 
 template <class Out, class Scratch>
 void EuclideanDistanceTransform2D::twoSidedOut(Out const& out, Scratch const& scratch) {
+  auto output = outputOf(out);
   DatasetSlice work(scratch);
-  writeOutside(*outputOf(out), out.slice, work, sqrtTable);
+  writeOutside(output, out.slice, work, sqrtTable);
 }
 
 template <class In, class Out>
 void EuclideanDistanceTransform2D::computeAllSlicesTwoSided(In in, Out out) {
-  computeSlices(*inputOf(in), *outputOf(out), in.slice, in.sliceCount, out.slice, sqrtTable);
+  auto input = inputOf(in);
+  auto output = outputOf(out);
+  computeSlices(input, output, in.slice, in.sliceCount, out.slice, sqrtTable);
 }
 
 template <class In, class Out>
 void EuclideanDistanceTransform2D::computeSingleSliceTwoSided(In in, Out out, int slice) {
-  computeSlices(*inputOf(in), *outputOf(out), slice, std::int64_t{slice} + 1, slice, sqrtTable);
+  auto input = inputOf(in);
+  auto output = outputOf(out);
+  computeSlices(input, output, slice, std::int64_t{slice} + 1, slice, sqrtTable);
 }
 
 #define LORB_INSTANCE template LORB_EXPORT

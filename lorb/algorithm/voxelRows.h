@@ -27,8 +27,7 @@ inline void fetch(void const* from, std::size_t bytes) {
 /// What there is for each element type. A voxel is given as a base address and the number of an element
 /// from there, so that the bits of `bool` fit in.
 struct FlagFunctions {
-  /// That a voxel takes.
-  std::size_t bits;
+  std::size_t bitsPerVoxel;
   /// flags[i] of elements first, first + 1, …
   void (*along)(void const* base, std::size_t first, std::size_t count, std::uint8_t* flags);
   /// `rows` ≤ maxPacked − `bit` rows that lie side by side, one bit each: bit number `bit` + r of the 64-bit

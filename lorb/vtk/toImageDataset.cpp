@@ -81,8 +81,9 @@ void copy(vtkImageData* image, TypeID source, ImageDataset& volume) {
 
 template <class T>
 void do_convert(vtkImageData* image, TypeID source, ImageDataset*& result) {
+  auto const extents = extentsOf(image);  // before anything is allocated
   auto volume = std::make_unique<TImageDataset<T, 3>>();
-  volume->resize(extentsOf(image));
+  volume->resize(extents);
   copy(image, source, *volume);
   result = volume.release();
 }

@@ -10,7 +10,9 @@
 
 #include <memory>
 
+#include <vtkNew.h>
 #include <vtkObject.h>
+#include <vtkObjectFactory.h>
 #include <vtkPointData.h>
 
 namespace {
@@ -36,6 +38,31 @@ TEST_F(BridgeAllocationsTest, NoVolumeIsLeftBehind) {
       if (trial.fails(convert)) convert();
       EXPECT_EQ(volume->size_array()[0], lorb::test::edgeValues<T>().size());
     });
+  });
+}
+
+/// Tells whether its dimensions have been asked for.
+class AskedImage : public vtkImageData {
+ public:
+  static AskedImage* New() { VTK_STANDARD_NEW_BODY(AskedImage); }
+  vtkTypeMacro(AskedImage, vtkImageData);
+  using vtkImageData::GetDimensions;
+  void GetDimensions(int dimensions[3]) override {
+    asked = true;
+    vtkImageData::GetDimensions(dimensions);
+  }
+  bool asked = false;
+};
+
+TEST_F(BridgeAllocationsTest, AnImageIsAskedForItsDimensionsBeforeAnythingIsAllocated) {
+  vtkNew<AskedImage> image;
+  image->SetDimensions(4, 3, 2);
+  image->AllocateScalars(VTK_SHORT, 1);
+  onEveryAllocation([&](Trial& trial) {
+    std::unique_ptr<lorb::ImageDataset> volume;
+    image->asked = false;
+    trial.fails([&] { volume.reset(lorb::toImageDataset(image)); });
+    EXPECT_TRUE(image->asked);
   });
 }
 

@@ -8,6 +8,9 @@
 #include <tests/reference/literalTransform.h>
 #include <tests/reference/volumes.h>
 
+#include <algorithm>
+#include <vector>
+
 namespace {
 
 using lorb::Dataset;
@@ -122,6 +125,14 @@ TImageDataset<float, 3> floatsOf(Dataset& dataset) {
   return result;
 }
 
+std::vector<float> rowsOf(Dataset& slice, int width, int height) {
+  std::vector<float> values;
+  for (int j = 0; j < height; ++j) {
+    for (int i = 0; i < width; ++i) values.push_back(slice.getElement<float>({i, j, 0, 0, 0}));
+  }
+  return values;
+}
+
 TEST(GenericAllocationsTest, KeepFinishedSlicesAndCanBeComputedAgain) {
   auto const flags = volume<unsigned char>();
   Dataset input(true);
@@ -177,7 +188,9 @@ TEST(KernelAllocationsTest, TheFirstKernelLeavesTheOutputAloneAndTheSecondTheIns
     bool first = false;
     if (trial.fails([&] { first = transform.twoSidedIn(in, scratch, out); })) {
       EXPECT_TRUE(sameBits(map, reference::untouchedOutput(extents)));
+      auto const columns = rowsOf(work, width, height);
       first = transform.twoSidedIn(in, scratch, out);
+      EXPECT_EQ(rowsOf(work, width, height), columns);
     }
     EXPECT_TRUE(first);
     transform.twoSidedOut(out, scratch);
@@ -199,6 +212,31 @@ TEST(KernelAllocationsTest, TheFirstKernelLeavesTheOutputAloneAndTheSecondTheIns
     }
     EXPECT_TRUE(sameBits(map, mapOf(input, Transform::planeXY, 0)));
   });
+}
+
+TEST(KernelAllocationsTest, WithoutABoundaryNothingIsAllocated) {
+  auto const [nx, ny, nz] = extents;
+  TImageDataset<short, 3> input(extents);
+  std::ranges::fill(input.voxels(), short{1});
+  auto map = reference::untouchedOutput(extents);
+  auto const check = [&](auto const& in, auto const& out) {
+    Dataset work(true);
+    work.newDataset(DatasetCoordinates(64, 64, 1, 1, 1), lorb::elementUInt32, {});
+    Transform::sliceXY const scratch{&work, 64, 64, 1, 0, DatasetCoordinates(0, 0, 0, 0, 0)};
+    onEveryAllocation([&](Trial& trial) {
+      Transform transform;
+      EXPECT_FALSE(trial.fails([&] { EXPECT_FALSE(transform.twoSidedIn(in, scratch, out)); }));
+    });
+  };
+  auto const x = static_cast<int>(nx), y = static_cast<int>(ny), z = static_cast<int>(nz);
+  check(Transform::CIsliceXY<short>{&input, x, y, z, 0}, Transform::IsliceXY<float>{&map, x, y, z, 0});
+  check(Transform::CIsliceXY<short>{&input, 0, y, z, 0}, Transform::IsliceXY<float>{&map, 0, y, z, 0});
+  check(Transform::CIsliceXZ<short>{&input, x, z, y, 0}, Transform::IsliceXZ<float>{&map, x, z, y, 0});
+  check(Transform::CIsliceYZ<short>{&input, y, z, x, 0}, Transform::IsliceYZ<float>{&map, y, z, x, 0});
+  Dataset generic(true);
+  copyTo(generic, input, lorb::elementInt16);
+  Transform::sliceYZ const view{&generic, y, z, x, 0, DatasetCoordinates(0, 0, 0, 0, 0)};
+  check(view, view);
 }
 
 TEST(TableAllocationsTest, TheTableIsAsItWas) {
