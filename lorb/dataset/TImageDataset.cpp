@@ -1,6 +1,8 @@
 #include <lorb/dataset/TImageDataset.h>
 #include <lorb/dataset/hugePages.h>
 
+#include <array>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -15,6 +17,17 @@ void* memoryOf(std::vector<T>& data) {
   } else {
     return data.data();
   }
+}
+
+using Triple = std::array<std::uint64_t, 3>;
+
+[[noreturn]] void throwOutside(Triple const& position, Triple const& extents) {
+  auto const text = [](Triple const& numbers) {
+    auto const [a, b, c] = numbers;
+    return "(" + std::to_string(a) + ", " + std::to_string(b) + ", " + std::to_string(c) + ")";
+  };
+  throw std::out_of_range("lorb::TImageDataset: position " + text(position) + " lies outside the extents " +
+                          text(extents));
 }
 
 }  // namespace
@@ -40,11 +53,7 @@ void TImageDataset<T, Dimension>::resize(Extents const& newExtents) {
 template <class T, int Dimension>
 void TImageDataset<T, Dimension>::requireInside(std::uint64_t x, std::uint64_t y, std::uint64_t z) const {
   if (x < extents[0] && y < extents[1] && z < extents[2]) return;
-  auto const triple = [](std::uint64_t a, std::uint64_t b, std::uint64_t c) {
-    return "(" + std::to_string(a) + ", " + std::to_string(b) + ", " + std::to_string(c) + ")";
-  };
-  throw std::out_of_range("lorb::TImageDataset: position " + triple(x, y, z) + " lies outside the extents " +
-                          triple(extents[0], extents[1], extents[2]));
+  throwOutside({x, y, z}, extents);
 }
 
 #define LORB_INSTANTIATE(id, element, T, name) template class TImageDataset<T, 3>;

@@ -42,10 +42,8 @@ constexpr int vtkScalarTypeOf() {
   return VTK_VOID;
 }
 
-}  // namespace
-
-template <class S, class D>
-void do_convert(ImageDataset const* volume, vtkImageData*& result) {
+/// The image is in `result` before anything else can fail.
+void convert(ImageDataset const* volume, vtkImageData*& result, int vtkScalarType, TypeID target) {
   vtkImageData* const image = vtkImageData::New();
   result = image;
   std::uint64_t const* const size = volume->size_array();
@@ -55,8 +53,15 @@ void do_convert(ImageDataset const* volume, vtkImageData*& result) {
   image->SetOrigin(origin[0], origin[1], origin[2]);
   WorldCoordinates const& spacing = volume->worldEmbedding().getVoxelSpacing();
   image->SetSpacing(spacing[0], spacing[1], spacing[2]);
-  image->AllocateScalars(vtkScalarTypeOf<D>(), 1);
-  dump(volume, image->GetScalarPointer(), typeIDOf<D>);
+  image->AllocateScalars(vtkScalarType, 1);
+  dump(volume, image->GetScalarPointer(), target);
+}
+
+}  // namespace
+
+template <class S, class D>
+void do_convert(ImageDataset const* volume, vtkImageData*& result) {
+  convert(volume, result, vtkScalarTypeOf<D>(), typeIDOf<D>);
 }
 
 namespace {
