@@ -222,8 +222,12 @@ bool TypedOutput::takesFloats() const {
 }
 
 /// The rows of neighbouring XZ slices follow each other.
-int TypedOutput::slabSize() const {
-  return axes_.slice == 1 ? 8 : 1;
+int TypedOutput::slabSize(std::int64_t end) const {
+  return axes_.slice == 1 && holdsSlicesUpTo(end) ? 8 : 1;
+}
+
+bool TypedOutput::holdsSlicesUpTo(std::int64_t end) const {
+  return static_cast<std::uint64_t>(end) <= target_->extents[static_cast<std::size_t>(axes_.slice)];
 }
 
 void TypedOutput::leave(std::int64_t first, int j, int count, Solve const& solve) {
@@ -252,8 +256,8 @@ void RowsAcross::fetchShare(std::size_t number) const {
 
 AcrossOutput::~AcrossOutput() = default;
 
-int AcrossOutput::slabSize() const {
-  return static_cast<int>(voxel_rows::maxAcross);
+int AcrossOutput::slabSize(std::int64_t end) const {
+  return holdsSlicesUpTo(end) ? static_cast<int>(voxel_rows::maxAcross) : 1;
 }
 
 /// Slabs end where cache lines do, so that lines are written whole.

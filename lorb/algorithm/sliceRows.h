@@ -62,9 +62,9 @@ class SliceOutput : public Slices {
   /// Whether rows can be written in any order and a float comes back with the bits it was written with.
   virtual bool takesFloats() const = 0;
 
-  /// How many slices at most are worked on together, so that memory is read and written in longer pieces than
-  /// the row of one slice.
-  virtual int slabSize() const { return 1; }
+  /// How many slices up to `end` are worked on together at most, so that memory is read and written in longer
+  /// pieces than the row of one slice.
+  virtual int slabSize(std::int64_t /*end*/) const { return 1; }
 
   /// How many slices from `first` on go into one slab of at most `most`.
   virtual int slabLength(std::int64_t /*first*/, int most) const { return most; }
@@ -208,11 +208,14 @@ class TypedOutput : public SliceOutput {
   void set(std::int64_t slice, int j, int begin, int count, float const* values) override;
   bool isChecked() const override { return false; }
   bool takesFloats() const override;
-  int slabSize() const override;
+  int slabSize(std::int64_t end) const override;
   void leave(std::int64_t first, int j, int count, Solve const& solve) override;
 
  protected:
   float* address(std::int64_t slice, int j, int i = 0) const;
+
+  /// Slices beyond the volume lie in the places of others, and have to be written after them.
+  bool holdsSlicesUpTo(std::int64_t end) const;
 
   TImageDataset<float, 3>* target_;
   EuclideanDistanceTransform2D::SliceAxes axes_;
@@ -240,7 +243,7 @@ class AcrossOutput final : public TypedOutput {
  public:
   using TypedOutput::TypedOutput;
   ~AcrossOutput() override;
-  int slabSize() const override;
+  int slabSize(std::int64_t end) const override;
   int slabLength(std::int64_t first, int most) const override;
   void leave(std::int64_t first, int j, int count, Solve const& solve) override;
 

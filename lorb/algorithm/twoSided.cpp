@@ -182,7 +182,9 @@ void computeSlices(SliceInput& in, SliceOutput& out, std::int64_t slice, std::in
   if (slice < end && fitsIntoSlabs(in, out)) {
     // Slices of one volume that end up in others' places must be seen to do so one after the other.
     bool const overlap = in.volume == out.volume && slice != outSlice;
-    int const size = overlap ? 1 : static_cast<int>(std::min<std::int64_t>(out.slabSize(), end - slice));
+    std::int64_t const count = end - slice;
+    int const size =
+        overlap ? 1 : static_cast<int>(std::min<std::int64_t>(out.slabSize(outSlice + count), count));
     computeSlabs(in, out, slice, end, outSlice, size, scratch, squareRoots.values);
   } else {
     for (; slice < end; ++slice, ++outSlice) computeByKernels(in, slice, scratch, out, outSlice, squareRoots);

@@ -54,6 +54,27 @@ TEST(DriversTest, RoundingOutputsOfSlicesWithoutABoundaryHoldTheSquaredDiagonal)
   }
 }
 
+TEST(DriversTest, SlicesBeyondTheVolumeAreWrittenOneAfterTheOther) {
+  // They lie in the places of slices before them.
+  std::mt19937 random(6);
+  reference::Extents const extents = {40, 40, 40};
+  auto const input = reference::volumeFromMask<short>(
+      extents, reference::randomMask(40 * 40 * 40, reference::Filling::half, random), random);
+  constexpr int slices = 33;
+  auto const check = [&](reference::Extents const& outputExtents, auto in, auto out) {
+    TImageDataset<float, 3> together(outputExtents), inTurn(outputExtents);
+    out.dataset = &together;
+    Transform().computeAllSlicesTwoSided(in, out);
+    out.dataset = &inTurn;
+    for (int slice = 0; slice < slices; ++slice) Transform().computeSingleSliceTwoSided(in, out, slice);
+    EXPECT_TRUE(reference::sameBits(together, inTurn));
+  };
+  check({7, 13, 20}, Transform::CIsliceYZ<short>{&input, 12, 16, slices, 0},
+        Transform::IsliceYZ<float>{nullptr, 12, 16, slices, 0});
+  check({13, 7, 24}, Transform::CIsliceXZ<short>{&input, 12, 16, slices, 0},
+        Transform::IsliceXZ<float>{nullptr, 12, 16, slices, 0});
+}
+
 TEST(DriversTest, TheFirstVoxelGivesTheSignOfTheFill) {
   // Row 0 is mixed, all below is outside: no boundary, so voxel (0, 0) speaks for the slice.
   TImageDataset<short, 3> input({2, 3, 1});
