@@ -1,9 +1,9 @@
 // lorb-distance: signed distance maps of objects in medical volumes.
 
-#include "tools/errors.h"
-#include "tools/interruption.h"
+#include "tools/base/errors.h"
+#include "tools/base/interruption.h"
 #include "tools/run.h"
-#include "tools/standardStreams.h"
+#include "tools/volume/standardStreams.h"
 
 #include <csignal>
 #include <exception>

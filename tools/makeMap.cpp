@@ -1,7 +1,7 @@
 #include "tools/makeMap.h"
 
-#include "tools/Stopwatch.h"
-#include "tools/slabPlan.h"
+#include "tools/base/Stopwatch.h"
+#include "tools/map/slabPlan.h"
 
 #include <utility>
 

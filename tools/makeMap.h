@@ -1,10 +1,10 @@
 // From volume to map: read, choose the object, compute and hand on, all at once or slab by slab.
 #pragma once
 
-#include "tools/MapWriter.h"
-#include "tools/VolumeSource.h"
-#include "tools/distanceMap.h"
-#include "tools/objectMask.h"
+#include "tools/map/distanceMap.h"
+#include "tools/object/objectMask.h"
+#include "tools/output/MapWriter.h"
+#include "tools/volume/VolumeSource.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,7 +1,7 @@
 // What the tool does with its options: read, choose the object, compute, write, tell.
 #pragma once
 
-#include "tools/Options.h"
+#include "tools/commandLine/Options.h"
 
 #include <iosfwd>
 

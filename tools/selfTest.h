@@ -1,8 +1,8 @@
 // Whether the library computes what it should on this very machine.
 #pragma once
 
-#include "tools/Volume.h"
-#include "tools/distanceMap.h"
+#include "tools/map/distanceMap.h"
+#include "tools/volume/Volume.h"
 
 #include <lorb/dataset/Dataset.h>
 

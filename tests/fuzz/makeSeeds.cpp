@@ -1,7 +1,7 @@
 // Writes small good files for the fuzzer to begin with: makeSeeds FOLDER.
 
 #include "tests/tools/sampleVolumes.h"
-#include "tools/VolumeFile.h"
+#include "tools/volume/VolumeFile.h"
 
 #include <fstream>
 #include <iterator>

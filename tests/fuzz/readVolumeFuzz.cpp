@@ -1,8 +1,8 @@
 // Feeds files of any content to everything that reads volumes. The first byte picks the kind of file, the
 // rest is its content; whatever it is, it is read or refused with an `InputError`.
 
-#include "tools/VolumeFile.h"
-#include "tools/errors.h"
+#include "tools/base/errors.h"
+#include "tools/volume/VolumeFile.h"
 
 #include <unistd.h>
 

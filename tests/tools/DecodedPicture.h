@@ -1,7 +1,7 @@
 // The pixels of a PNG file.
 #pragma once
 
-#include "tools/Colour.h"
+#include "tools/picture/Colour.h"
 
 #include <cairo.h>
 

@@ -1,10 +1,10 @@
 #include "tools/makeMap.h"
 
-#include "TemporaryFolder.h"
-#include "sampleVolumes.h"
-#include "tools/VolumeFile.h"
-#include "tools/errors.h"
-#include "tools/slabPlan.h"
+#include "tests/tools/TemporaryFolder.h"
+#include "tests/tools/sampleVolumes.h"
+#include "tools/base/errors.h"
+#include "tools/map/slabPlan.h"
+#include "tools/volume/VolumeFile.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // The built tool as people run it: exit codes, what it prints, what it leaves behind.
 
-#include "TemporaryFolder.h"
-#include "sampleVolumes.h"
 #include "tests/sanitized.h"
-#include "tools/VolumeFile.h"
-#include "tools/distanceMap.h"
+#include "tests/tools/TemporaryFolder.h"
+#include "tests/tools/sampleVolumes.h"
+#include "tools/map/distanceMap.h"
+#include "tools/volume/VolumeFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

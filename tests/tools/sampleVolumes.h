@@ -2,7 +2,7 @@
 // axes that are oblique to all others.
 #pragma once
 
-#include "tools/Volume.h"
+#include "tools/volume/Volume.h"
 
 #include <cmath>
 #include <random>

@@ -1,0 +1,81 @@
+#include "tools/commandLine/optionTable.h"
+
+#include <algorithm>
+
+namespace lorb::tools {
+namespace {
+
+constexpr std::string_view input = "Input", object = "Object", map = "Map", run = "Run";
+
+constexpr OptionRow rows[] = {
+    {input, "--volume", "K", "volume K of a file that holds several, counted from 0",
+     "Volumes are counted along all dimensions beyond the third.", "", false},
+    {input, "--series", "UID", "DICOM series to take (default: the largest)", "", "", false},
+    {input, "--uneven", "", "take DICOM slices with gaps or a tilt all the same",
+     "The map is placed by the commonest spacing; distances, which lie within slices, are right. "
+     "Files that may be damaged slices are left out.",
+     "", false},
+    {input, "--phantom", "", "a built-in head phantom in place of INPUT", "", "", false},
+
+    {object, "--above", "T", "values above T are inside (default: above 0)", "", "", false},
+    {object, "--below", "T", "values below T are inside", "", "", false},
+    {object, "--between", "A B", "values from A to B are inside, both included", "", "", false},
+    {object, "--label", "N", "values equal to N are inside; repeat it for the union", "", "", true},
+    {object, "--each-label", "", "a map for each value but 0, named after it: map-77.nii.gz",
+     "The input must hold whole numbers, of no more than 1000 values.", "", false},
+    {object, "--invert", "", "what would be inside is outside, and the reverse",
+     "Voxels that are NaN are outside either way.", "", false},
+
+    {map, "-o,--output", "FILE", "map to write, of the extension's format; - writes NRRD", "", "<file>",
+     false},
+    {map, "--plane", "P", "plane of the slices: xy (default), xz or yz", "", "xy xz yz", false},
+    {map, "--slice", "K", "compute slice K alone, counted from 0; all others hold 0", "", "", false},
+    {map, "--units", "U", "voxels (default), or mm if the in-plane spacings agree",
+     "Millimetres are distances in voxels times the spacing.", "voxels mm", false},
+    {map, "--no-boundary", "V", "slices without one hold: constant (default), diagonal, nan",
+     "constant, the default, is the square of the diagonal of the slice in voxels, whatever the units; "
+     "diagonal is the length of it. Both are positive outside and negative inside.",
+     "constant diagonal nan", false},
+    {map, "--preview", "FILE", "picture of the map to write, a .png",
+     "A montage of slices, with the boundary as a black line. Slices are spaced among those that have a "
+     "boundary, "
+     "or slab by slab among all.",
+     "<file>", false},
+    {map, "--preview-over", "G", "grey image beneath: input, or a file of the same size", "", "input <file>",
+     false},
+    {map, "--json", "FILE", "report for programs; - is standard output", "", "<file>", false},
+
+    {run, "--threads", "N", "threads to compute on (default: one per processor)",
+     "The map is the same for every number.", "", false},
+    {run, "--memory", "SIZE", "memory to stay within: 512M, 4G (default: what is free)",
+     "Where the whole does not fit, input of MetaImage, NIfTI or legacy VTK that is not compressed is read "
+     "and "
+     "MetaImage is written slab by slab.",
+     "", false},
+    {run, "--self-test", "", "compare the library with brute force on this machine",
+     "Every instruction set that the processor has is tested.", "", false},
+    {run, "--force", "", "replace what exists", "", "", false},
+    {run, "-q,--quiet", "", "print warnings and errors alone", "", "", false},
+    {run, "-v,--verbose", "", "print timings and memory as well", "", "", false},
+    {run, "-h,--help", "", "print this help", "", "", false},
+    {run, "--version", "", "print version and build", "", "", false},
+    {{}, "--man", "", "print the manual page in roff", "", "", false},
+    {{}, "--completion", "", "print the completion for bash", "", "", false},
+};
+
+}  // namespace
+
+std::span<OptionRow const> optionTable() {
+  return rows;
+}
+
+std::string longNameOf(OptionRow const& row) {
+  return std::string(row.names.substr(row.names.rfind(',') + 1));
+}
+
+int argumentCount(OptionRow const& row) {
+  if (row.argument.empty()) return 0;
+  return 1 + static_cast<int>(std::count(row.argument.begin(), row.argument.end(), ' '));
+}
+
+}  // namespace lorb::tools

@@ -1,0 +1,248 @@
+#include "tools/map/distanceMap.h"
+
+#include <oneapi/tbb/enumerable_thread_specific.h>
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/info.h>
+#include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+namespace lorb::tools {
+namespace {
+
+using Transform = EuclideanDistanceTransform2D;
+using Input = TImageDataset<unsigned char, 3>;
+
+Transform::SliceAxes axesOf(Plane plane) {
+  return Transform::axesOf(plane);
+}
+
+/// Slices `begin` to `end` of a volume.
+struct SliceRange {
+  std::uint64_t begin, end;
+};
+
+SliceRange chosenRange(std::uint64_t count, std::optional<int> slice) {
+  if (!slice) return {0, count};
+  auto const k = static_cast<std::uint64_t>(*slice);
+  return {k, k + 1};
+}
+
+template <Plane P, class Volume>
+Transform::TypedSlice<P, Volume> viewOf(Volume* volume, SliceRange range) {
+  constexpr auto axes = Transform::axesOf(P);
+  auto const size = [&](int axis) { return static_cast<int>(volume->extents[std::size_t(axis)]); };
+  return {volume, size(axes.i), size(axes.j), static_cast<int>(range.end), static_cast<int>(range.begin)};
+}
+
+template <Plane P>
+void transformSlices(Transform& transform, Input const& mask, DistanceMap& map, SliceRange range) {
+  transform.computeAllSlicesTwoSided(viewOf<P>(&mask, range), viewOf<P>(&map, range));
+}
+
+void transformSlices(Transform& transform, Input const& mask, DistanceMap& map, Plane plane,
+                     SliceRange range) {
+  switch (plane) {
+    case Transform::planeXY:
+      return transformSlices<Transform::planeXY>(transform, mask, map, range);
+    case Transform::planeXZ:
+      return transformSlices<Transform::planeXZ>(transform, mask, map, range);
+    case Transform::planeYZ:
+      return transformSlices<Transform::planeYZ>(transform, mask, map, range);
+  }
+}
+
+/// Calls `f(slice, values, count)` for pieces of a map, each `count` neighbouring voxels of one slice, in the
+/// order of memory.
+template <class F>
+void forEachPiece(DistanceMap& map, Plane plane, SliceRange range, F f) {
+  auto const [nx, ny, nz] = map.extents;
+  float* const values = map.voxels().data();
+  auto const axis = static_cast<std::size_t>(axesOf(plane).slice);
+  std::array<SliceRange, 3> box = {{{0, nx}, {0, ny}, {0, nz}}};
+  box[axis] = range;
+  for (std::uint64_t z = box[2].begin; z < box[2].end; ++z) {
+    for (std::uint64_t y = box[1].begin; y < box[1].end; ++y) {
+      float* const row = values + (z * ny + y) * nx;
+      if (plane == Transform::planeYZ) {
+        for (std::uint64_t x = range.begin; x < range.end; ++x) f(x, row + x, std::uint64_t{1});
+      } else {
+        f(plane == Transform::planeXY ? z : y, row, nx);
+      }
+    }
+  }
+}
+
+/// Turns what the transform leaves into what was asked for, and looks at it.
+void finishSlices(DistanceMap& map, MapSettings const& settings, SliceRange range, SliceSummary* summaries) {
+  Plane const plane = settings.choice.plane;
+  SliceShape const shape = sliceShape(map, plane);
+  // Larger than every distance in the slice, whatever its shape.
+  auto const constant = static_cast<float>(boundlessDistance(shape));
+  float const filling = valueWithoutBoundary(shape, settings);
+  auto const length = static_cast<float>(settings.voxelLength);
+  constexpr float infinity = std::numeric_limits<float>::infinity();
+  for (std::uint64_t k = range.begin; k < range.end; ++k) {
+    summaries[k - range.begin] = {k, infinity, -infinity, false};
+  }
+  forEachPiece(map, plane, range, [&](std::uint64_t slice, float* values, std::uint64_t count) {
+    SliceSummary& summary = summaries[slice - range.begin];
+    if (std::abs(values[0]) == constant) {
+      float const value = std::copysign(filling, values[0]);
+      if (filling != constant) std::fill_n(values, count, value);
+      summary.least = summary.greatest = value;
+      return;
+    }
+    summary.hasBoundary = true;
+    if (length != 1.0F) {
+      for (std::uint64_t k = 0; k < count; ++k) values[k] *= length;
+    }
+    for (std::uint64_t k = 0; k < count; ++k) {
+      summary.least = std::min(summary.least, values[k]);
+      summary.greatest = std::max(summary.greatest, values[k]);
+    }
+  });
+}
+
+/// Slices that a worker takes at a time. XZ and YZ slices pay in multiples of 16, which lie in the same lines
+/// of the cache.
+std::uint64_t grainOf(Plane plane, std::uint64_t count, unsigned threads) {
+  std::uint64_t const step = plane == Transform::planeXY ? 1 : 16;
+  std::uint64_t const share = count / (std::uint64_t{8} * threads);
+  return std::clamp<std::uint64_t>(share / step * step, step, 4 * 16);
+}
+
+}  // namespace
+
+SliceShape sliceShape(std::array<std::uint64_t, 3> const& extents, Plane plane) {
+  auto const axes = axesOf(plane);
+  return {extents[std::size_t(axes.i)], extents[std::size_t(axes.j)], extents[std::size_t(axes.slice)]};
+}
+
+SliceShape sliceShape(ImageDataset const& volume, Plane plane) {
+  std::uint64_t const* const size = volume.size_array();
+  return sliceShape({size[0], size[1], size[2]}, plane);
+}
+
+char const* nameOf(Plane plane) {
+  switch (plane) {
+    case Transform::planeYZ:
+      return "yz";
+    case Transform::planeXZ:
+      return "xz";
+    case Transform::planeXY:
+      return "xy";
+  }
+  return "none";
+}
+
+unsigned processorCount() {
+  return static_cast<unsigned>(std::max(1, oneapi::tbb::info::default_concurrency()));
+}
+
+std::uint64_t boundlessDistance(SliceShape const& shape) {
+  return shape.width * shape.width + shape.height * shape.height;
+}
+
+float valueWithoutBoundary(SliceShape const& shape, MapSettings const& settings) {
+  auto const constant = static_cast<double>(boundlessDistance(shape));
+  switch (settings.noBoundary) {
+    case NoBoundary::constant:
+      return static_cast<float>(constant);
+    case NoBoundary::diagonal:
+      return static_cast<float>(std::sqrt(constant) * settings.voxelLength);
+    case NoBoundary::nan:
+      break;
+  }
+  return std::numeric_limits<float>::quiet_NaN();
+}
+
+void requireComputable(std::array<std::uint64_t, 3> const& extents, SliceChoice const& choice) {
+  constexpr std::uint64_t limit = std::numeric_limits<std::int32_t>::max();
+  SliceShape const shape = sliceShape(extents, choice.plane);
+  // The sides first: the squares of larger ones may wrap around.
+  if (shape.width > limit || shape.height > limit || shape.count > limit ||
+      boundlessDistance(shape) >= limit) {
+    throw std::invalid_argument("slices of " + std::to_string(shape.width) + " × " +
+                                std::to_string(shape.height) +
+                                " voxels are too large; the squares of both sides may add up to 2147483646");
+  }
+  if (choice.slice && (*choice.slice < 0 || static_cast<std::uint64_t>(*choice.slice) >= shape.count)) {
+    throw std::invalid_argument("slice " + std::to_string(*choice.slice) +
+                                " is not in the volume; expected 0 to " + std::to_string(shape.count - 1));
+  }
+}
+
+namespace {
+
+/// Threads that end with this object: a process that forks while others start may find locks held for ever.
+class Workers {
+ public:
+  explicit Workers(unsigned threads)
+      : limit_(oneapi::tbb::global_control::max_allowed_parallelism, threads),
+        count_(static_cast<int>(threads)) {}
+  ~Workers() { oneapi::tbb::finalize(handle_, std::nothrow); }
+  Workers(Workers const&) = delete;
+  Workers& operator=(Workers const&) = delete;
+
+  template <class F>
+  void run(std::uint64_t count, F const& f) {
+    // More threads than processors are had only when both the process and the arena are told.
+    oneapi::tbb::task_arena arena(count_);
+    arena.execute([&] { oneapi::tbb::parallel_for(std::uint64_t{0}, count, f); });
+  }
+
+ private:
+  oneapi::tbb::task_scheduler_handle handle_{oneapi::tbb::attach{}};
+  oneapi::tbb::global_control limit_;
+  int count_;
+};
+
+}  // namespace
+
+DistanceMap distanceMap(Input const& mask, MapSettings const& settings, std::vector<SliceSummary>* summaries,
+                        SlicesDone const& done) {
+  Plane const plane = settings.choice.plane;
+  DistanceMap map(mask.extents);
+  SliceRange const all = chosenRange(sliceShape(mask, plane).count, settings.choice.slice);
+  std::vector<SliceSummary> found(all.end - all.begin);
+
+  oneapi::tbb::enumerable_thread_specific<Transform> transforms;
+  std::uint64_t const grain = grainOf(plane, all.end - all.begin, settings.threads);
+  std::uint64_t const blocks = (all.end - all.begin + grain - 1) / grain;
+  Workers workers(settings.threads);
+  workers.run(blocks, [&](std::uint64_t block) {
+    std::uint64_t const begin = all.begin + block * grain;
+    SliceRange const range = {begin, std::min(all.end, begin + grain)};
+    transformSlices(transforms.local(), mask, map, plane, range);
+    finishSlices(map, settings, range, &found[range.begin - all.begin]);
+    if (done) done(range.end - range.begin);
+  });
+  if (summaries != nullptr) summaries->insert(summaries->end(), found.begin(), found.end());
+  return map;
+}
+
+InsideCount countInside(Input const& mask, SliceChoice const& choice) {
+  std::array<std::uint64_t, 3> begin = {0, 0, 0};
+  auto end = mask.extents;
+  auto const axis = static_cast<std::size_t>(axesOf(choice.plane).slice);
+  SliceRange const range = chosenRange(end[axis], choice.slice);
+  begin[axis] = range.begin;
+  end[axis] = range.end;
+  InsideCount count = {0, (end[0] - begin[0]) * (end[1] - begin[1]) * (end[2] - begin[2])};
+  for (std::uint64_t z = begin[2]; z < end[2]; ++z) {
+    for (std::uint64_t y = begin[1]; y < end[1]; ++y) {
+      for (std::uint64_t x = begin[0]; x < end[0]; ++x) count.inside += mask(x, y, z) > 0 ? 1 : 0;
+    }
+  }
+  return count;
+}
+
+}  // namespace lorb::tools

@@ -1,0 +1,210 @@
+#include "tools/report/Report.h"
+
+#include "tools/base/memory.h"
+#include "tools/build.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <cstdio>
+#include <ostream>
+
+namespace lorb::tools {
+namespace {
+
+using lorb::tools::nameOf;  // beside those of this file
+using json = nlohmann::ordered_json;
+
+std::string nameOfInput(Options const& options) {
+  return options.input ? options.input->string() : "built-in phantom";
+}
+
+char const* nameOf(Units units) {
+  return units == Units::voxels ? "voxels" : "mm";
+}
+
+char const* nameOf(NoBoundary choice) {
+  switch (choice) {
+    case NoBoundary::constant:
+      return "constant";
+    case NoBoundary::diagonal:
+      return "diagonal";
+    case NoBoundary::nan:
+      break;
+  }
+  return "nan";
+}
+
+double percentOf(InsideCount const& count) {
+  return count.all == 0 ? 0.0 : 100.0 * double(count.inside) / double(count.all);
+}
+
+/// With two decimals, whatever the locale.
+std::string decimals(double number) {
+  auto const hundredths = std::llround(number * 100.0);
+  std::string const fraction = std::to_string(hundredths % 100);
+  return std::to_string(hundredths / 100) + (fraction.size() < 2 ? ".0" : ".") + fraction;
+}
+
+std::string joined(std::vector<ExactNumber> const& numbers, std::string const& between) {
+  std::string text;
+  for (ExactNumber const number : numbers) text += (text.empty() ? "" : between) + numberText(number);
+  return text;
+}
+
+std::string slicesText(SliceChoice const& choice, SliceShape const& shape) {
+  std::string const shapeText = std::to_string(shape.width) + " × " + std::to_string(shape.height);
+  if (choice.slice) {
+    return "slice " + std::to_string(*choice.slice) + " of " + std::to_string(shape.count) + ", " + shapeText;
+  }
+  return std::to_string(shape.count) + " slices of " + shapeText;
+}
+
+void tellMap(std::ostream& out, MapReport const& map) {
+  InsideCount const& count = map.summary.count;
+  out << "object: " << ruleText(map.rule) << ": " << count.inside << " of " << count.all << " voxels ("
+      << decimals(percentOf(count)) << " %)\n"
+      << "map:    " << map.path.string() << "\n";
+  if (map.picture) out << "image:  " << map.picture->string() << "\n";
+}
+
+void tellEffort(std::ostream& out, Report const& report) {
+  Phases const& phases = report.phases;
+  SliceShape const shape = sliceShape(report.header.extents, report.options.map.choice.plane);
+  out << "time:   open " << decimals(phases.open) << " s, read " << decimals(phases.read) << " s, select "
+      << decimals(phases.select) << " s, compute " << decimals(phases.compute) << " s on "
+      << report.options.map.threads << (report.options.map.threads == 1 ? " thread" : " threads")
+      << ", write " << decimals(phases.write) << " s, picture " << decimals(phases.picture) << " s; "
+      << decimals(report.totalSeconds) << " s in all\n"
+      << "memory: " << bytesText(peakMemory()) << " at most, " << report.slicesAtATime << " of "
+      << shape.count << " slices at a time\n";
+}
+
+/// NaN, which JSON does not have, is null.
+json numberOrNull(float number) {
+  return std::isfinite(number) ? json(number) : json(nullptr);
+}
+
+/// A whole number of 64 bits in full.
+json exactJson(ExactNumber number) {
+  return number < 0 ? json(static_cast<std::int64_t>(number)) : json(static_cast<std::uint64_t>(number));
+}
+
+json toJson(MapReport const& map) {
+  json slices = json::array();
+  for (SliceSummary const& slice : map.summary.slices) {
+    slices.push_back({{"slice", slice.slice},
+                      {"minimum", numberOrNull(slice.least)},
+                      {"maximum", numberOrNull(slice.greatest)},
+                      {"hasBoundary", slice.hasBoundary}});
+  }
+  InsideCount const& count = map.summary.count;
+  return {{"path", map.path.string()},
+          {"picture", map.picture ? json(map.picture->string()) : json(nullptr)},
+          {"object", ruleText(map.rule)},
+          {"label", map.label ? exactJson(*map.label) : json(nullptr)},
+          {"insideVoxels", count.inside},
+          {"allVoxels", count.all},
+          {"insidePercent", percentOf(count)},
+          {"slices", slices}};
+}
+
+json toJson(VolumeHeader const& header, Options const& options) {
+  auto const optional = [](auto const& value) { return value ? json(*value) : json(nullptr); };
+  Geometry const& geometry = header.geometry;
+  return {{"path", nameOfInput(options)},
+          {"volume", optional(options.inputChoice.volume)},
+          {"series", optional(options.inputChoice.series)},
+          {"type", nameOf(header.type)},
+          {"extents", header.extents},
+          {"origin", geometry.firstVoxel()},
+          {"spacing", geometry.spacing},
+          {"direction", geometry.direction}};
+}
+
+json toJson(Options const& options) {
+  auto const& slice = options.map.choice.slice;
+  return {{"plane", nameOf(options.map.choice.plane)},
+          {"slice", slice ? json(*slice) : json(nullptr)},
+          {"units", nameOf(options.units)},
+          {"voxelLength", options.map.voxelLength},
+          {"noBoundary", nameOf(options.map.noBoundary)},
+          {"threads", options.map.threads}};
+}
+
+json programJson() {
+  return {{"name", "lorb-distance"},
+          {"version", std::string(build::version)},
+          {"compiler", std::string(build::compiler)},
+          {"build", std::string(build::type)},
+          {"itk", std::string(build::itk)},
+          {"vtk", build::vtk.empty() ? json(nullptr) : json(build::vtk)}};
+}
+
+}  // namespace
+
+std::string ruleText(ObjectRule const& rule) {
+  std::string const prefix = rule.inverted ? "all but " : "";
+  switch (rule.kind) {
+    case ObjectRule::Kind::above:
+      return prefix + "values > " + numberText(rule.values[0]);
+    case ObjectRule::Kind::below:
+      return prefix + "values < " + numberText(rule.values[0]);
+    case ObjectRule::Kind::between:
+      return prefix + "values from " + joined(rule.values, " to ");
+    case ObjectRule::Kind::labels:
+      break;
+  }
+  return prefix + (rule.values.size() == 1 ? "label " : "labels ") + joined(rule.values, ", ");
+}
+
+std::optional<std::string> emptinessOf(MapReport const& map, Report const& report) {
+  InsideCount const& count = map.summary.count;
+  if (count.inside > 0 && count.inside < count.all) return std::nullopt;
+  bool const none = count.inside == 0;
+  SliceShape const shape = sliceShape(report.header.extents, report.options.map.choice.plane);
+  float const value = valueWithoutBoundary(shape, report.options.map);
+  std::string const held =
+      std::isnan(value) ? "NaN" : (none ? "+" : "-") + toText(static_cast<double>(value));
+  return "the object (" + ruleText(map.rule) + ") " + (none ? "is empty" : "fills everything") +
+         "; with no boundary to measure to, the map holds " + held +
+         (report.options.map.choice.slice ? " in that slice" : " throughout");
+}
+
+void tell(std::ostream& out, Report const& report) {
+  Options const& options = report.options;
+  VolumeHeader const& header = report.header;
+  out << "input:  " << nameOfInput(options) << "\n"
+      << "volume: " << toText(header.extents) << " voxels of " << nameOf(header.type) << ", spacing "
+      << toText(header.geometry.spacing) << "\n"
+      << "plane:  " << nameOf(options.map.choice.plane) << ", "
+      << slicesText(options.map.choice, sliceShape(header.extents, options.map.choice.plane)) << ", in "
+      << nameOf(options.units) << "\n";
+  for (MapReport const& map : report.maps) tellMap(out, map);
+  if (options.verbose) tellEffort(out, report);
+}
+
+std::string jsonText(Report const& report) {
+  Phases const& phases = report.phases;
+  json maps = json::array();
+  for (MapReport const& map : report.maps) maps.push_back(toJson(map));
+  json const document = {{"schema", 1},
+                         {"program", programJson()},
+                         {"input", toJson(report.header, report.options)},
+                         {"settings", toJson(report.options)},
+                         {"warnings", report.warnings},
+                         {"maps", maps},
+                         {"seconds",
+                          {{"open", phases.open},
+                           {"read", phases.read},
+                           {"select", phases.select},
+                           {"compute", phases.compute},
+                           {"write", phases.write},
+                           {"picture", phases.picture},
+                           {"total", report.totalSeconds}}},
+                         {"memory", {{"peakBytes", peakMemory()}, {"slicesAtATime", report.slicesAtATime}}}};
+  // Names of files may be any bytes.
+  return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace lorb::tools

@@ -1,0 +1,162 @@
+#include "tools/volume/ItkVolumeSource.h"
+
+#include "tools/base/errors.h"
+#include "tools/volume/crashFence.h"
+#include "tools/volume/imageHeader.h"
+#include "tools/volume/itkImageIO.h"
+#include "tools/volume/niftiFloats.h"
+#include "tools/volume/niftiHeader.h"
+#include "tools/volume/wholeFile.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <numeric>
+#include <utility>
+
+namespace lorb::tools {
+namespace fs = std::filesystem;
+namespace {
+
+using Counts = std::vector<std::uint64_t>;
+
+Counts countsIn(itk::ImageIOBase const& io) {
+  Counts counts;
+  for (unsigned d = 0; d < io.GetNumberOfDimensions(); ++d) counts.push_back(io.GetDimensions(d));
+  return counts;
+}
+
+std::uint64_t product(Counts const& counts, std::size_t first) {
+  return std::accumulate(counts.begin() + static_cast<std::ptrdiff_t>(std::min(first, counts.size())),
+                         counts.end(), std::uint64_t(1), std::multiplies<>());
+}
+
+void requireDimensions(itk::ImageIOBase const& io, fs::path const& path, FileFormat format) {
+  unsigned const dimensions = io.GetNumberOfDimensions();
+  // A two-dimensional NIfTI file is placed in space, but ITK gives only the part within its plane.
+  if (dimensions < 2 || (dimensions == 2 && format == FileFormat::nifti)) {
+    refuseInput(path, "has " + std::to_string(dimensions) + " dimensions; expected 3");
+  }
+}
+
+itk::ImageIOBase::Pointer openFenced(fs::path const& path, FileFormat format) {
+  requireSaneHeader(path, format);
+  // Some numbers that no check thinks of end the process within ITK.
+  if (!fatalCalls(1, [&](std::size_t) { openImageIO(path, format); }).empty()) {
+    refuseInput(path, "is damaged: its reader fails on it altogether");
+  }
+  return openImageIO(path, format);
+}
+
+/// ITK drops the third dimension of a single slice, and its place with it.
+void completePlace(Geometry& geometry, fs::path const& path) {
+  geometry.origin = vtkVector(path, "ORIGIN").value_or(geometry.origin);
+  geometry.spacing = vtkVector(path, "SPACING").value_or(geometry.spacing);
+}
+
+class ItkVolumeSource : public VolumeSource {
+ public:
+  ItkVolumeSource(fs::path path, FileFormat format, InputChoice const& choice)
+      : path_(std::move(path)), format_(format), io_(openFenced(path_, format)) {
+    requireScalars(*io_, path_);
+    requireDimensions(*io_, path_, format);
+    header_.extents = extentsIn(*io_, path_);
+    header_.type = typeOf(io_->GetComponentType());
+    header_.geometry = geometryIn(*io_);
+    header_.inPatient = format != FileFormat::vtk;
+    if (format == FileFormat::vtk) completePlace(header_.geometry, path_);
+    requirePlace(header_.geometry, path_);
+    if (format == FileFormat::nifti) {
+      header_.notes = niftiNotes(path_);
+      floats_ = niftiFloats(path_);
+    }
+    counts_ = countsIn(*io_);
+    volume_ = chosenVolume(product(counts_, 3), choice, path_);
+    requireWholeFile(*io_, path_, format);
+    files = filesOf(path_, format);
+  }
+
+  VolumeHeader const& header() const override { return header_; }
+
+  bool readsParts() const override {
+    if (format_ == FileFormat::nifti) return extensionOf(path_) != ".nii.gz";
+    return io_->CanStreamRead();
+  }
+
+  std::uint64_t workBytes(Region const& region) const override {
+    std::uint64_t const element = io_->GetComponentSize();
+    if (!readsRegions()) return volumeCount() > 1 ? product(counts_, 0) * element : 0;
+    // NIfTI is read by elements of the file, then converted; compressed data are unfolded from memory.
+    return format_ == FileFormat::nifti || !readsParts() ? voxelCount(region.size) * element : 0;
+  }
+
+  std::unique_ptr<ImageDataset> read(Region const& region) override {
+    auto voxels = makeVoxels(header_.type, region.size);
+    if (floats_) {
+      readNiftiFloats(path_, *floats_, header_.extents, volume_, region, *voxels);
+      return voxels;
+    }
+    if (readsRegions() || volumeCount() == 1) {
+      readInto(dataOf(*voxels), ioRegion(region, 1, volume_));
+    } else {
+      copyVolume(*voxels);
+    }
+    // What a reader keeps of one reading may get in the way of the next.
+    io_ = openImageIO(path_, format_);
+    return voxels;
+  }
+
+ private:
+  std::uint64_t volumeCount() const { return product(counts_, 3); }
+
+  /// Whether ITK reads regions at all, at whatever price.
+  bool readsRegions() const { return format_ == FileFormat::nifti || io_->CanStreamRead(); }
+
+  /// `region` in `volumes` volumes of the file from number `first` on, the last dimensions being whole or 1.
+  itk::ImageIORegion ioRegion(Region const& region, std::uint64_t volumes, std::uint64_t first) const {
+    itk::ImageIORegion result(io_->GetNumberOfDimensions());
+    for (unsigned d = 0; d < counts_.size(); ++d) {
+      if (d < 3) {
+        result.SetIndex(d, static_cast<itk::ImageIORegion::IndexValueType>(region.begin[d]));
+        result.SetSize(d, region.size[d]);
+      } else if (volumes == 1) {
+        result.SetIndex(d, static_cast<itk::ImageIORegion::IndexValueType>(first % counts_[d]));
+        result.SetSize(d, 1);
+        first /= counts_[d];
+      } else {
+        result.SetSize(d, counts_[d]);
+      }
+    }
+    return result;
+  }
+
+  void readInto(void* buffer, itk::ImageIORegion const& region) {
+    io_->SetIORegion(region);  // compressed files come back as zeros without
+    readVoxels(*io_, buffer, path_);
+  }
+
+  /// By way of all volumes.
+  void copyVolume(ImageDataset& voxels) {
+    std::uint64_t const bytes = voxelCount(header_.extents) * io_->GetComponentSize();
+    auto const all = std::make_unique_for_overwrite<std::byte[]>(bytes * volumeCount());
+    readInto(all.get(), ioRegion(wholeRegion(header_.extents), volumeCount(), 0));
+    std::memcpy(dataOf(voxels), all.get() + volume_ * bytes, bytes);
+  }
+
+  fs::path path_;
+  FileFormat format_;
+  itk::ImageIOBase::Pointer io_;
+  VolumeHeader header_;
+  std::optional<NiftiFloats> floats_;
+  Counts counts_;
+  std::uint64_t volume_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<VolumeSource> openItkVolume(fs::path const& path, FileFormat format,
+                                            InputChoice const& choice) {
+  return std::make_unique<ItkVolumeSource>(path, format, choice);
+}
+
+}  // namespace lorb::tools

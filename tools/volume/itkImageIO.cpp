@@ -1,0 +1,169 @@
+#include "tools/volume/itkImageIO.h"
+
+#include "tools/base/SilencedStreams.h"
+#include "tools/base/errors.h"
+
+#include <gdcmTrace.h>
+#include <itkGDCMImageIO.h>
+#include <itkMetaImageIO.h>
+#include <itkNiftiImageIO.h>
+#include <itkNrrdImageIO.h>
+#include <itkTIFFImageIO.h>
+#include <itkVTKImageIO.h>
+
+#include <algorithm>
+#include <iostream>
+#include <limits>
+#include <sstream>
+#include <string_view>
+#include <type_traits>
+
+namespace lorb::tools {
+namespace fs = std::filesystem;
+
+itk::ImageIOBase::Pointer makeImageIO(FileFormat format) {
+  switch (format) {
+    case FileFormat::nifti:
+      return itk::NiftiImageIO::New().GetPointer();
+    case FileFormat::metaImage:
+      return itk::MetaImageIO::New().GetPointer();
+    case FileFormat::nrrd:
+      return itk::NrrdImageIO::New().GetPointer();
+    case FileFormat::vtk:
+      return itk::VTKImageIO::New().GetPointer();
+    case FileFormat::tiff:
+      return itk::TIFFImageIO::New().GetPointer();
+    case FileFormat::dicom:
+      return itk::GDCMImageIO::New().GetPointer();
+    case FileFormat::vti:
+      break;
+  }
+  throw std::logic_error("ITK reads no files of this format");
+}
+
+itk::IOComponentEnum componentOf(TypeID type) {
+  // Which of ITK's names an integer of 64 bits has is a matter of the platform.
+  auto component = itk::IOComponentEnum::UNKNOWNCOMPONENTTYPE;
+  visitElementType(type, [&]<class T>(std::type_identity<T>) {
+    if constexpr (!std::is_same_v<T, bool>) component = itk::ImageIOBase::MapPixelType<T>::CType;
+  });
+  return component;
+}
+
+TypeID typeOf(itk::IOComponentEnum component) {
+  // ITK's `char` and `long long` types have the layout of types that are in the list.
+  if (component == itk::IOComponentEnum::CHAR) return typeInt8;
+  if (component == itk::IOComponentEnum::LONGLONG) return typeInt64;
+  if (component == itk::IOComponentEnum::ULONGLONG) return typeUInt64;
+  if (component == itk::IOComponentEnum::UNKNOWNCOMPONENTTYPE) return typeNone;  // as for bool
+#define LORB_MATCH(code, element, T, name) \
+  if (componentOf(type##name) == component) return type##name;
+  LORB_FOR_EACH_ELEMENT_TYPE(LORB_MATCH)
+#undef LORB_MATCH
+  return typeNone;
+}
+
+std::string reasonOf(itk::ExceptionObject const& error) {
+  // ITK speaks of its objects by address and over several lines. The last says most, unless it is the
+  // system's word on something else.
+  std::string text = error.GetDescription();
+  text.erase(text.find_last_not_of(" \r\n") + 1);
+  auto const last = text.rfind("\n");
+  if (text.find("\nReason: ") == std::string::npos) {
+    text.erase(0, last + 1);
+  } else {
+    text.erase(last);
+  }
+  for (std::string_view const prefix : {"): ", "ITK ERROR: "}) {
+    auto const position = text.find(prefix);
+    if (position != std::string::npos) text.erase(0, position + prefix.size());
+  }
+  return text;
+}
+
+itk::ImageIOBase::Pointer openImageIO(fs::path const& path, FileFormat format) {
+  auto io = makeImageIO(format);
+  SilencedStreams const silenced;
+  try {
+    // MetaImage's own check asks for NDims, as the one before does, and for an extension in small letters.
+    bool const checked = format == FileFormat::metaImage;
+    if (!checked && !io->CanReadFile(path.c_str())) {
+      refuseInput(path, "is no " + nameOf(format) + " file, or a damaged one");
+    }
+    io->SetFileName(path.string());
+    io->ReadImageInformation();
+  } catch (itk::ExceptionObject const& error) {
+    refuseInput(path, "can't be read as " + nameOf(format) + ": " + reasonOf(error));
+  }
+  return io;
+}
+
+namespace {
+
+/// GDCM pads pixels that are missing, and says so in its trace alone.
+class GdcmTrace {
+ public:
+  GdcmTrace() { gdcm::Trace::SetStream(text_); }
+  ~GdcmTrace() { gdcm::Trace::SetStream(std::cerr); }
+  GdcmTrace(GdcmTrace const&) = delete;
+  GdcmTrace& operator=(GdcmTrace const&) = delete;
+
+  bool reportMissingPixels() const { return text_.str().find("Incomplete Pixel Data") != std::string::npos; }
+
+ private:
+  std::ostringstream text_;
+};
+
+}  // namespace
+
+void readVoxels(itk::ImageIOBase& io, void* voxels, fs::path const& path) {
+  SilencedStreams const silenced;
+  GdcmTrace const trace;
+  try {
+    io.Read(voxels);
+  } catch (itk::ExceptionObject const& error) {
+    refuseInput(path, "is damaged or incomplete: " + reasonOf(error));
+  }
+  if (trace.reportMissingPixels()) refuseInput(path, "is incomplete: its pixel data are cut");
+}
+
+Extents extentsIn(itk::ImageIOBase const& io, fs::path const& path) {
+  Extents extents = {1, 1, 1};
+  std::uint64_t bytes = 8;  // of the largest element, so that no later product can wrap around
+  for (unsigned d = 0; d < io.GetNumberOfDimensions(); ++d) {
+    std::uint64_t const count = io.GetDimensions(d);
+    bool const sensible = count > 0 && count <= std::uint64_t(std::numeric_limits<int>::max());
+    if (!sensible || bytes > std::uint64_t(std::numeric_limits<std::int64_t>::max()) / count) {
+      refuseInput(path, "claims an impossible size of " + std::to_string(static_cast<std::int64_t>(count)) +
+                            " voxels along axis " + std::to_string(d));
+    }
+    bytes *= count;
+    if (d < 3) extents[d] = count;
+  }
+  return extents;
+}
+
+void requireScalars(itk::ImageIOBase const& io, fs::path const& path) {
+  if (io.GetNumberOfComponents() != 1) {
+    refuseInput(path, "holds " + std::to_string(io.GetNumberOfComponents()) + " values a voxel; expected 1");
+  }
+  if (typeOf(io.GetComponentType()) == typeNone) {
+    refuseInput(path, "holds values of type " +
+                          itk::ImageIOBase::GetComponentTypeAsString(io.GetComponentType()) +
+                          "; expected integers of up to 64 bits, float or double");
+  }
+}
+
+Geometry geometryIn(itk::ImageIOBase const& io) {
+  Geometry geometry;
+  unsigned const dimensions = std::min(3U, io.GetNumberOfDimensions());
+  for (unsigned axis = 0; axis < dimensions; ++axis) {
+    geometry.origin[axis] = io.GetOrigin(axis);
+    geometry.spacing[axis] = io.GetSpacing(axis);
+    auto const column = io.GetDirection(axis);
+    for (unsigned row = 0; row < dimensions; ++row) geometry.direction[row][axis] = column[row];
+  }
+  return geometry;
+}
+
+}  // namespace lorb::tools

@@ -1,0 +1,153 @@
+#include "tools/volume/wholeFile.h"
+
+#include "tools/base/errors.h"
+#include "tools/base/parseNumber.h"
+#include "tools/volume/compressedData.h"
+#include "tools/volume/imageHeader.h"
+#include "tools/volume/niftiHeader.h"
+
+#include <itkMetaDataObject.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <system_error>
+
+namespace lorb::tools {
+namespace fs = std::filesystem;
+namespace {
+
+std::string textIn(itk::ImageIOBase const& io, char const* key) {
+  std::string text;
+  itk::ExposeMetaData(io.GetMetaDataDictionary(), key, text);
+  return text;
+}
+
+std::uint64_t voxelCountIn(itk::ImageIOBase const& io) {
+  std::uint64_t count = 1;
+  for (unsigned d = 0; d < io.GetNumberOfDimensions(); ++d) count *= io.GetDimensions(d);
+  return count;
+}
+
+/// Bytes that a NIfTI file must unfold to.
+std::uint64_t niftiSize(itk::ImageIOBase const& io) {
+  auto const number = [](std::string const& text) {
+    return static_cast<std::uint64_t>(std::max<ExactNumber>(0, parseNumber(text).value_or(0)));
+  };
+  return number(textIn(io, "vox_offset")) + voxelCountIn(io) * number(textIn(io, "bitpix")) / 8;
+}
+
+/// Bytes of data from where they begin to the end of the file.
+std::uint64_t bytesIn(ImageData const& data, fs::path const& path) {
+  std::error_code error;
+  std::uint64_t const length = fs::file_size(data.file, error);
+  if (error) refuseInput(path, "its data file " + data.file.string() + ": " + error.message());
+  return length > data.offset ? length - data.offset : 0;
+}
+
+/// The reader takes the header's word for the number of compressed bytes.
+void requireCompressedSize(ImageData const& data, fs::path const& path) {
+  std::uint64_t const bytes = bytesIn(data, path);
+  auto const number = parseNumber(*data.compressedSize);
+  if (number && *number == static_cast<ExactNumber>(bytes)) return;
+  refuseInput(path, "has " + *data.compressedSize + " as its CompressedDataSize; expected " +
+                        std::to_string(bytes) + ", as many bytes as follow");
+}
+
+/// The number of elements that there is text for: up to the first word that is no number, one more than
+/// `most` at most.
+std::uint64_t countNumbers(std::istream& text, std::uint64_t most) {
+  std::uint64_t count = 0;
+  for (std::string word; count <= most && text >> word; ++count) {
+    char* end = nullptr;
+    std::strtod(word.c_str(), &end);
+    if (*end != '\0') break;
+  }
+  return count;
+}
+
+/// Throws `InputError` unless the data holds `voxels` elements of `bytes` bytes in all.
+void requireWhole(ImageData const& data, std::uint64_t voxels, std::uint64_t bytes, fs::path const& path) {
+  std::ifstream stream(data.file, std::ios::binary);
+  stream.seekg(static_cast<std::streamoff>(data.offset));
+  auto const requireEnough = [&](std::uint64_t found) {
+    if (found >= bytes) return;
+    refuseInput(path, "is incomplete: holds " + std::to_string(found) + " bytes of data; expected " +
+                          std::to_string(bytes));
+  };
+  switch (data.coding) {
+    case Coding::plain:
+      return requireEnough(bytesIn(data, path));
+    case Coding::compressed: {
+      if (data.compressedSize) requireCompressedSize(data, path);
+      auto const size = inflatedSize(stream);
+      if (!size) refuseInput(path, "is damaged or incomplete: its compressed data is not whole");
+      return requireEnough(*size);
+    }
+    case Coding::text: {
+      std::uint64_t const found = countNumbers(stream, voxels);
+      if (found == voxels) return;
+      refuseInput(path, "is damaged or incomplete: holds " +
+                            (found > voxels ? "more than " + std::to_string(voxels) : std::to_string(found)) +
+                            " numbers; expected " + std::to_string(voxels));
+    }
+    case Coding::other:
+      return;  // the reader notices
+  }
+}
+
+/// Where a MetaImage or NRRD file keeps its voxels: in a file that can be opened, and without waiting.
+ImageData dataOf(fs::path const& path, FileFormat format) {
+  auto const data = format == FileFormat::nrrd ? nrrdData(path) : metaImageData(path);
+  if (!data) refuseInput(path, "keeps its voxels in several files; expected one");
+  std::string const name = "its data file " + data->file.string();
+  std::error_code ignored;
+  if (auto const reason = whyClosed(data->file)) refuseInput(path, name + " can't be opened: " + *reason);
+  if (!fs::is_regular_file(data->file, ignored))
+    refuseInput(path, name + " is no regular file; expected one");
+  return *data;
+}
+
+bool mayBeTwoFiles(FileFormat format) {
+  return format == FileFormat::metaImage || format == FileFormat::nrrd;
+}
+
+}  // namespace
+
+void requireSaneHeader(fs::path const& path, FileFormat format) {
+  std::optional<std::string> complaint;
+  if (format == FileFormat::metaImage) complaint = complaintAboutMetaImage(path);
+  if (format == FileFormat::nrrd) complaint = complaintAboutNrrd(path);
+  if (format == FileFormat::nifti) complaint = complaintAboutNifti(path);
+  if (complaint) refuseInput(path, *complaint);
+  if (mayBeTwoFiles(format)) dataOf(path, format);
+}
+
+void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileFormat format) {
+  std::uint64_t const voxels = voxelCountIn(io), bytes = voxels * io.GetComponentSize();
+  switch (format) {
+    case FileFormat::nifti: {
+      bool const compressed = extensionOf(path) == ".nii.gz";
+      ImageData const data = {path, 0, compressed ? Coding::compressed : Coding::plain};
+      return requireWhole(data, voxels, niftiSize(io), path);
+    }
+    case FileFormat::metaImage:
+    case FileFormat::nrrd:
+      return requireWhole(dataOf(path, format), voxels, bytes, path);
+    case FileFormat::vtk:
+      return requireWhole(vtkData(path), voxels, bytes, path);
+    case FileFormat::tiff:
+    case FileFormat::dicom:
+    case FileFormat::vti:
+      return;  // their readers notice
+  }
+}
+
+std::vector<fs::path> filesOf(fs::path const& path, FileFormat format) {
+  if (!mayBeTwoFiles(format)) return {path};
+  return {path, dataOf(path, format).file};
+}
+
+}  // namespace lorb::tools

@@ -1,0 +1,25 @@
+// Whether a file holds all that its header promises, found out before memory is taken for it.
+#pragma once
+
+#include "tools/volume/FileFormat.h"
+#include "tools/volume/itkCompiler.h"
+
+#include <itkImageIOBase.h>
+
+#include <filesystem>
+#include <vector>
+
+namespace lorb::tools {
+
+/// Throws `InputError` when the header of a file holds numbers that ITK's reader of the format would take as
+/// they are and come to grief with, or names a data file that it would wait for or not find.
+void requireSaneHeader(std::filesystem::path const& path, FileFormat format);
+
+/// Throws `InputError` when the data behind the header that `io` has read is shorter than the header says, or
+/// is compressed and damaged, neither of which ITK notices. Linear in the file where that is compressed.
+void requireWholeFile(itk::ImageIOBase const& io, std::filesystem::path const& path, FileFormat format);
+
+/// The files that such a file is read from: itself, and the one that its header names for the voxels.
+std::vector<std::filesystem::path> filesOf(std::filesystem::path const& path, FileFormat format);
+
+}  // namespace lorb::tools
