@@ -1,7 +1,7 @@
 // The procedure voxel by voxel, the yardstick of the library. Its table of square roots is made beforehand.
 
 #include "benchmarks/subjects.h"
-#include "tests/reference/literalTransform.h"
+#include "reference/literalTransform.h"
 
 namespace benchmarks {
 namespace {

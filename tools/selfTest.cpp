@@ -1,8 +1,8 @@
 #include "tools/selfTest.h"
 
-#include "tests/reference/bruteForce.h"
-#include "tests/reference/randomVolumes.h"
-#include "tests/reference/useTarget.h"
+#include "reference/bruteForce.h"
+#include "reference/randomVolumes.h"
+#include "reference/useTarget.h"
 
 #include <algorithm>
 #include <array>

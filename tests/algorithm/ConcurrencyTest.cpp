@@ -1,7 +1,7 @@
 // Separate transforms are independent, also over the same input and over parts of one output.
 
-#include "tests/reference/literalTransform.h"
-#include "tests/reference/volumes.h"
+#include "reference/literalTransform.h"
+#include "tests/sameBits.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 

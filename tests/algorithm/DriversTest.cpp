@@ -1,8 +1,8 @@
 // The drivers that run the kernels over slices and volumes.
 
+#include "reference/literalTransform.h"
 #include "tests/ElementTypes.h"
-#include "tests/reference/literalTransform.h"
-#include "tests/reference/volumes.h"
+#include "tests/sameBits.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 

@@ -1,6 +1,6 @@
 // The four computeTwoSided overloads: what they check, print and pass on.
 
-#include "tests/reference/volumes.h"
+#include "tests/sameBits.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 

@@ -1,10 +1,10 @@
 // The whole transform against the literal procedure, against brute force and against itself.
 
+#include "reference/bruteForce.h"
+#include "reference/literalTransform.h"
 #include "tests/ElementTypes.h"
-#include "tests/reference/bruteForce.h"
-#include "tests/reference/literalTransform.h"
-#include "tests/reference/targets.h"
-#include "tests/reference/volumes.h"
+#include "tests/onEveryTarget.h"
+#include "tests/sameBits.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 

@@ -1,9 +1,9 @@
 // A host that stands between the libraries: it puts its own definitions of dataset operations in front
 // of the library's and watches, or spoils, the scratch of every driver call.
 
-#include "tests/reference/literalTransform.h"
-#include "tests/reference/targets.h"
-#include "tests/reference/volumes.h"
+#include "reference/literalTransform.h"
+#include "tests/onEveryTarget.h"
+#include "tests/sameBits.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 

@@ -1,7 +1,7 @@
 // The two kernels on single slices: what they return, write and leave in the scratch.
 
-#include "tests/reference/literalTransform.h"
-#include "tests/reference/volumes.h"
+#include "reference/literalTransform.h"
+#include "reference/randomVolumes.h"
 #include "tests/sanitized.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>

@@ -3,10 +3,10 @@
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 
+#include <reference/literalTransform.h>
 #include <tests/ElementTypes.h>
 #include <tests/allocations/failingAllocations.h>
-#include <tests/reference/literalTransform.h>
-#include <tests/reference/volumes.h>
+#include <tests/sameBits.h>
 
 #include <algorithm>
 #include <vector>

@@ -4,9 +4,9 @@
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 #include <lorb/dataset/dump.h>
 
+#include <reference/randomVolumes.h>
 #include <tests/ElementTypes.h>
 #include <tests/dataset/expectedConversion.h>
-#include <tests/reference/volumes.h>
 
 #include <cstdio>
 #include <memory>

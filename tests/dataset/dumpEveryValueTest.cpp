@@ -6,7 +6,7 @@
 
 #include <tests/ElementTypes.h>
 #include <tests/dataset/expectedConversion.h>
-#include <tests/reference/targets.h>
+#include <tests/onEveryTarget.h>
 
 #include <memory>
 #include <vector>

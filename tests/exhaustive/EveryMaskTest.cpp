@@ -1,7 +1,7 @@
 // Every mask of every small slice shape, through every way into the transform, against brute force.
 
-#include "tests/reference/bruteForce.h"
-#include "tests/reference/targets.h"
+#include "reference/bruteForce.h"
+#include "tests/onEveryTarget.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 

@@ -4,9 +4,9 @@
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 #include <lorb/dataset/dump.h>
 
+#include <reference/literalTransform.h>
+#include <reference/randomVolumes.h>
 #include <tests/fuzz/fuzzing.h>
-#include <tests/reference/literalTransform.h>
-#include <tests/reference/volumes.h>
 
 #include <stdexcept>
 

@@ -8,7 +8,7 @@
 #include <tests/ElementTypes.h>
 #include <tests/dataset/expectedConversion.h>
 #include <tests/fuzz/fuzzing.h>
-#include <tests/reference/targets.h>
+#include <tests/onEveryTarget.h>
 
 #include <memory>
 

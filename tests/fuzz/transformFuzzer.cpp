@@ -3,11 +3,11 @@
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 
+#include <reference/literalTransform.h>
 #include <tests/ElementTypes.h>
 #include <tests/fuzz/fuzzing.h>
-#include <tests/reference/literalTransform.h>
-#include <tests/reference/targets.h>
-#include <tests/reference/volumes.h>
+#include <tests/onEveryTarget.h>
+#include <tests/sameBits.h>
 
 #include <bit>
 

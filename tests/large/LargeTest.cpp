@@ -1,8 +1,8 @@
 // Volumes and slices beyond what 31 and 32 bits count. They take gigabytes: each test says how many, and is
 // passed over where they are not free.
 
-#include "tests/reference/literalTransform.h"
-#include "tests/reference/volumes.h"
+#include "reference/literalTransform.h"
+#include "tests/sameBits.h"
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 

@@ -2,8 +2,9 @@
 
 #include <lorb/dataset/TImageDataset.h>
 
-#include <tests/reference/volumes.h>
+#include <reference/randomVolumes.h>
 
+#include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
 #include <algorithm>

@@ -2,9 +2,10 @@
 
 #include <lorb/algorithm/EuclideanDistanceTransform2D.h>
 
+#include <reference/literalTransform.h>
 #include <tests/ElementTypes.h>
 #include <tests/properties/Scene.h>
-#include <tests/reference/literalTransform.h>
+#include <tests/sameBits.h>
 
 #include <functional>
 

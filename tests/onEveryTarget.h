@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/reference/useTarget.h"
+#include "reference/useTarget.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/reference/randomVolumes.h"
+#include "reference/randomVolumes.h"
 
 #include <gtest/gtest.h>
 
