@@ -1,5 +1,6 @@
 # Installs the build to a prefix of its own; then configures, builds and runs a project that knows
-# nothing but that prefix, with every installed header and the example of the README in it.
+# nothing but that prefix, with every installed header and the example of the README in it. The example must
+# print the line that the README says it prints.
 #   cmake -DBUILD=... -DCONFIG=... -DREADME=... -DWORK=... -DCOMPILER=... -DFLAGS=... -DGENERATOR=...
 #     -P installedPackage.cmake
 
@@ -11,6 +12,7 @@ function(run)
     list(JOIN ARGN " " command)
     message(FATAL_ERROR "${command}\nended with ${status}:\n${text}")
   endif()
+  set(printed "${text}" PARENT_SCOPE)
 endfunction()
 
 file(REMOVE_RECURSE ${WORK})
@@ -31,9 +33,17 @@ string(FIND "${example}" "\n```" length)
 string(SUBSTRING "${example}" 0 ${length} example)
 file(WRITE ${WORK}/consumer/example.cpp "${example}\n")
 
+if(NOT readme MATCHES "\nIt prints `([^`\n]+)`")
+  message(FATAL_ERROR "${README} does not say what its program prints; expected a line: It prints `...`")
+endif()
+set(expected "${CMAKE_MATCH_1}\n")
+
 file(COPY ${CMAKE_CURRENT_LIST_DIR}/consumer/CMakeLists.txt DESTINATION ${WORK}/consumer)
 run(${CMAKE_COMMAND} -S ${WORK}/consumer -B ${WORK}/build -G ${GENERATOR}
   -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_CXX_FLAGS=${FLAGS}
   -DCMAKE_BUILD_TYPE=${CONFIG})
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 run(${WORK}/build/example)
+if(NOT printed STREQUAL expected)
+  message(FATAL_ERROR "the example of ${README} prints\n${printed}instead of\n${expected}")
+endif()
