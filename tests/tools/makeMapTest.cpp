@@ -123,7 +123,8 @@ TEST(SlabPlan, FitsTheBudget) {
   EXPECT_EQ(slicesWithin(need.fixed + 5 * need.perSlice, need), 5U);
   EXPECT_GE(need.whole, need.fixed + 990 * 12);
   MemoryNeed const more = memoryNeed(source, settings, 100);
-  EXPECT_GE(more.perSlice, need.perSlice + 99 * 100 / 2);
+  EXPECT_EQ(more.perSlice, need.perSlice + 99 * 100);
+  EXPECT_EQ(more.whole, need.whole + 990 * 100);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 """Runs lorb-distance on real files of other packages: each opens, or is refused for the reason that is stated here.
 
-Usage: realInputs.py LORB-DISTANCE. Packages that are not installed are passed over.
+Usage: realInputs.py LORB-DISTANCE. The packages mricron-data, python3-nibabel and python3-pydicom have the files; one
+without any, or without one that is to be refused, is a failure.
 """
 
 import glob
@@ -58,17 +59,27 @@ def check(path, complaint, expected):
         assert complaint is not None and expected in complaint, f"{path}: {complaint}, expected: {expected}"
 
 
+def files_in(folder, pattern, expected=()):
+    """Their paths; at least one, and all those whose names begin like `expected`."""
+    paths = sorted(glob.glob(os.path.join(folder, pattern)))
+    assert paths, f"no file {pattern} in {folder}; see scripts/install-packages test"
+    names = [os.path.basename(path) for path in paths]
+    gone = [name for name in expected if not any(other.startswith(name) for other in names)]
+    assert not gone, f"{folder} has no {', '.join(gone)} any more"
+    return paths
+
+
 def main(tool):
     count = 0
     with tempfile.TemporaryDirectory() as folder:
         result = os.path.join(folder, "map.mha")
         for source, (pattern, refused) in FOLDERS.items():
-            for path in sorted(glob.glob(os.path.join(source, pattern))):
+            for path in files_in(source, pattern, refused):
                 check(path, outcome(tool, path, result), refused.get(os.path.basename(path)))
                 count += 1
         alone = os.path.join(folder, "alone")
         os.mkdir(alone)
-        for path in sorted(glob.glob(f"{DICOM}/*.dcm")):
+        for path in files_in(DICOM, "*.dcm", [name for names in DICOM_REFUSED.values() for name in names]):
             copy = os.path.join(alone, os.path.basename(path))
             with open(path, "rb") as original, open(copy, "wb") as file:
                 file.write(original.read())
@@ -77,9 +88,8 @@ def main(tool):
             check(path, complaint, expected_of(os.path.basename(path)))
             count += 1
         # The whole heap at once: one series is taken or refused, and the others are named.
-        if os.path.isdir(DICOM):
-            outcome(tool, DICOM, result)
-            count += 1
+        outcome(tool, DICOM, result)
+        count += 1
     print(f"{count} inputs")
 
 
