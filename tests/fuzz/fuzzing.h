@@ -2,7 +2,7 @@
 
 #include <lorb/dataset/TypeID.h>
 
-#include <fuzzer/FuzzedDataProvider.h>
+#include <FuzzedDataProvider.h>
 
 #include <cstdint>
 #include <cstdio>
