@@ -76,9 +76,9 @@ Transform::GenericSlice<Plane> firstSlice(Dataset* dataset) {
 }
 
 /// The first slice of a typed volume; extents are narrowed to `int`.
-template <Transform::PlaneOrientationE Plane, class Volume>
-Transform::TypedSlice<Plane, Volume> firstSlice(Volume* volume) {
-  constexpr Transform::SliceAxes axes = Transform::axesOf(Plane);
+template <class View, class Volume>
+View firstSlice(Volume* volume) {
+  constexpr Transform::SliceAxes axes = Transform::axesOf(View::orientation);
   std::uint64_t const* const size = volume->size_array();
   return {volume, static_cast<int>(size[axes.i]), static_cast<int>(size[axes.j]),
           static_cast<int>(size[axes.slice]), 0};
@@ -130,8 +130,8 @@ void EuclideanDistanceTransform2D::computeTwoSidedT(TImageDataset<T, 3> const* i
                                                     TImageDataset<float, 3>* output) {
   if (input == nullptr || output == nullptr) return;
   visitPlane(plane, [&](auto p) {
-    auto const out = firstSlice<p>(output);
-    computeAllSlicesTwoSided(firstSlice<p>(input), out);
+    auto const out = firstSlice<MutableSlice<p, float>>(output);
+    computeAllSlicesTwoSided(firstSlice<ConstSlice<p, T>>(input), out);
   });
 }
 
@@ -139,8 +139,8 @@ template <class T>
 void EuclideanDistanceTransform2D::computeTwoSidedT(TImageDataset<T, 3> const* input,
                                                     TImageDataset<float, 3>* output, int slice) {
   visitPlane(plane, [&](auto p) {
-    auto const out = firstSlice<p>(output);
-    computeSingleSliceTwoSided(firstSlice<p>(input), out, slice);
+    auto const out = firstSlice<MutableSlice<p, float>>(output);
+    computeSingleSliceTwoSided(firstSlice<ConstSlice<p, T>>(input), out, slice);
   });
 }
 

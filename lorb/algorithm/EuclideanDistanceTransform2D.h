@@ -75,75 +75,125 @@ class LORB_EXPORT EuclideanDistanceTransform2D {
     return plane == planeXY ? SliceAxes{0, 1, 2} : plane == planeXZ ? SliceAxes{0, 2, 1} : SliceAxes{1, 2, 0};
   }
 
-  /// Slice `slice` of a generic dataset, seen as a grid of `width` × `height` floats. It owns nothing
-  /// and rewrites `position` on every access, so one view serves one thread.
-  template <PlaneOrientationE Plane>
-  struct LORB_EXPORT GenericSlice {
-    float get(int i, int j) const { return dataset->getElement<float>(moveTo(i, j)); }
-    void set(int i, int j, float value) const { dataset->setElement<float>(moveTo(i, j), value); }
+  // Views show slice `slice` of a volume as a grid of `width` × `height` voxels (i, j). They own nothing and
+  // trust their extents. Each plane has views of its own; they differ in the order of (i, j, slice) alone.
 
-    DatasetCoordinates const& moveTo(int i, int j) const {
-      constexpr SliceAxes axes = axesOf(Plane);
-      position[axes.i] = i;
-      position[axes.j] = j;
-      position[axes.slice] = slice;
-      return position;
+  /// Slices of generic datasets, read and written as floats. An index outside the dataset throws
+  /// `std::out_of_range`. Every access rewrites `position`, so one view serves one thread.
+  struct LORB_EXPORT sliceXY {
+    static constexpr PlaneOrientationE orientation = planeXY;
+
+    float get(int i, int j) const { return dataset->getElement<float>(moveTo(position, i, j, slice)); }
+    void set(int i, int j, float value) const {
+      dataset->setElement<float>(moveTo(position, i, j, slice), value);
     }
 
     Dataset* dataset;
-    int width;
-    int height;
-    int sliceCount;
-    int slice;
+    int width, height, sliceCount, slice;
+    mutable DatasetCoordinates position;
+  };
+  struct LORB_EXPORT sliceXZ {
+    static constexpr PlaneOrientationE orientation = planeXZ;
+
+    float get(int i, int j) const { return dataset->getElement<float>(moveTo(position, i, slice, j)); }
+    void set(int i, int j, float value) const {
+      dataset->setElement<float>(moveTo(position, i, slice, j), value);
+    }
+
+    Dataset* dataset;
+    int width, height, sliceCount, slice;
+    mutable DatasetCoordinates position;
+  };
+  struct LORB_EXPORT sliceYZ {
+    static constexpr PlaneOrientationE orientation = planeYZ;
+
+    float get(int i, int j) const { return dataset->getElement<float>(moveTo(position, slice, i, j)); }
+    void set(int i, int j, float value) const {
+      dataset->setElement<float>(moveTo(position, slice, i, j), value);
+    }
+
+    Dataset* dataset;
+    int width, height, sliceCount, slice;
     mutable DatasetCoordinates position;
   };
 
-  /// Slice `slice` of a typed volume, read (and for a mutable volume written) in its element type.
-  /// It owns nothing and checks no index.
-  template <PlaneOrientationE Plane, class Volume>
-  struct LORB_EXPORT TypedSlice {
-    auto get(int i, int j) const {
-      return static_cast<ElementOf<Volume>>(dataset->pages[0].data[index(i, j)]);
-    }
-    void set(int i, int j, float value) const requires(!std::is_const_v<Volume>) {
-      dataset->pages[0].data[index(i, j)] = value;
-    }
+  /// Slices of typed volumes, read in their element type. `index(i, j)` is a voxel's place in
+  /// the first page. Indices are not checked.
+  template <class T>
+  struct LORB_EXPORT CIsliceXY {
+    static constexpr PlaneOrientationE orientation = planeXY;
 
-    /// Where (i, j) lies in the voxels of the first page.
-    std::size_t index(int i, int j) const {
-      constexpr SliceAxes axes = axesOf(Plane);
-      std::int64_t position[3];
-      position[axes.i] = i;
-      position[axes.j] = j;
-      position[axes.slice] = slice;
-      auto const& extents = dataset->pages[0].extents;
-      auto const [x, y, z] = position;
-      return (static_cast<std::uint64_t>(z) * extents[1] + static_cast<std::uint64_t>(y)) * extents[0] +
-             static_cast<std::uint64_t>(x);
-    }
+    T get(int i, int j) const { return dataset->pages[0].data[index(i, j)]; }
+    std::size_t index(int i, int j) const { return voxel(*dataset, i, j, slice); }
 
-    Volume* dataset;
-    int width;
-    int height;
-    int sliceCount;
-    int slice;
+    TImageDataset<T, 3> const* dataset;
+    int width, height, sliceCount, slice;
+  };
+  template <class T>
+  struct LORB_EXPORT CIsliceXZ {
+    static constexpr PlaneOrientationE orientation = planeXZ;
+
+    T get(int i, int j) const { return dataset->pages[0].data[index(i, j)]; }
+    std::size_t index(int i, int j) const { return voxel(*dataset, i, slice, j); }
+
+    TImageDataset<T, 3> const* dataset;
+    int width, height, sliceCount, slice;
+  };
+  template <class T>
+  struct LORB_EXPORT CIsliceYZ {
+    static constexpr PlaneOrientationE orientation = planeYZ;
+
+    T get(int i, int j) const { return dataset->pages[0].data[index(i, j)]; }
+    std::size_t index(int i, int j) const { return voxel(*dataset, slice, i, j); }
+
+    TImageDataset<T, 3> const* dataset;
+    int width, height, sliceCount, slice;
   };
 
-  using sliceXY = GenericSlice<planeXY>;
-  using sliceXZ = GenericSlice<planeXZ>;
-  using sliceYZ = GenericSlice<planeYZ>;
+  /// The same, read and written.
   template <class T>
-  using CIsliceXY = TypedSlice<planeXY, TImageDataset<T, 3> const>;
+  struct LORB_EXPORT IsliceXY {
+    static constexpr PlaneOrientationE orientation = planeXY;
+
+    T get(int i, int j) const { return dataset->pages[0].data[index(i, j)]; }
+    void set(int i, int j, float value) const { dataset->pages[0].data[index(i, j)] = value; }
+    std::size_t index(int i, int j) const { return voxel(*dataset, i, j, slice); }
+
+    TImageDataset<T, 3>* dataset;
+    int width, height, sliceCount, slice;
+  };
   template <class T>
-  using CIsliceXZ = TypedSlice<planeXZ, TImageDataset<T, 3> const>;
+  struct LORB_EXPORT IsliceXZ {
+    static constexpr PlaneOrientationE orientation = planeXZ;
+
+    T get(int i, int j) const { return dataset->pages[0].data[index(i, j)]; }
+    void set(int i, int j, float value) const { dataset->pages[0].data[index(i, j)] = value; }
+    std::size_t index(int i, int j) const { return voxel(*dataset, i, slice, j); }
+
+    TImageDataset<T, 3>* dataset;
+    int width, height, sliceCount, slice;
+  };
   template <class T>
-  using CIsliceYZ = TypedSlice<planeYZ, TImageDataset<T, 3> const>;
-  template <class T>
-  using IsliceXY = TypedSlice<planeXY, TImageDataset<T, 3>>;
-  template <class T>
-  using IsliceXZ = TypedSlice<planeXZ, TImageDataset<T, 3>>;
-  template <class T>
-  using IsliceYZ = TypedSlice<planeYZ, TImageDataset<T, 3>>;
+  struct LORB_EXPORT IsliceYZ {
+    static constexpr PlaneOrientationE orientation = planeYZ;
+
+    T get(int i, int j) const { return dataset->pages[0].data[index(i, j)]; }
+    void set(int i, int j, float value) const { dataset->pages[0].data[index(i, j)] = value; }
+    std::size_t index(int i, int j) const { return voxel(*dataset, slice, i, j); }
+
+    TImageDataset<T, 3>* dataset;
+    int width, height, sliceCount, slice;
+  };
+
+  /// The views of a plane that is known at compile time.
+  template <PlaneOrientationE Plane, class XY, class XZ, class YZ>
+  using OfPlane = std::conditional_t<Plane == planeXY, XY, std::conditional_t<Plane == planeXZ, XZ, YZ>>;
+  template <PlaneOrientationE Plane>
+  using GenericSlice = OfPlane<Plane, sliceXY, sliceXZ, sliceYZ>;
+  template <PlaneOrientationE Plane, class T>
+  using ConstSlice = OfPlane<Plane, CIsliceXY<T>, CIsliceXZ<T>, CIsliceYZ<T>>;
+  template <PlaneOrientationE Plane, class T>
+  using MutableSlice = OfPlane<Plane, IsliceXY<T>, IsliceXZ<T>, IsliceYZ<T>>;
 
   /// Slices lie in the XY plane until `setPlane` says otherwise.
   EuclideanDistanceTransform2D();
@@ -217,14 +267,20 @@ class LORB_EXPORT EuclideanDistanceTransform2D {
   SqrtLookUpTable sqrtTable;
 
  private:
+  /// Where voxel (x, y, z) lies in the first page of a volume.
   template <class Volume>
-  struct ElementOfVolume;
-  template <class T>
-  struct ElementOfVolume<TImageDataset<T, 3>> {
-    using type = T;
-  };
-  template <class Volume>
-  using ElementOf = typename ElementOfVolume<std::remove_const_t<Volume>>::type;
+  static std::size_t voxel(Volume const& volume, std::int64_t x, std::int64_t y, std::int64_t z) {
+    auto const& extents = volume.pages[0].extents;
+    return (static_cast<std::uint64_t>(z) * extents[1] + static_cast<std::uint64_t>(y)) * extents[0] +
+           static_cast<std::uint64_t>(x);
+  }
+
+  static DatasetCoordinates const& moveTo(DatasetCoordinates& position, int x, int y, int z) {
+    position[0] = x;
+    position[1] = y;
+    position[2] = z;
+    return position;
+  }
 };
 
 static_assert(sizeof(EuclideanDistanceTransform2D) == 40);

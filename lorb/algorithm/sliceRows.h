@@ -27,6 +27,9 @@ class Slices {
   /// included.
   virtual void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) = 0;
 
+  /// Makes voxel (i, j) of a slice the view's last addressed one.
+  virtual void moveTo(std::int64_t /*slice*/, int /*i*/, int /*j*/) {}
+
   /// Whether the first voxel of a slice is inside.
   bool startsInside(std::int64_t slice);
 
@@ -56,8 +59,8 @@ class SliceOutput : public Slices {
   /// Writes the voxels (begin, j) to (begin + count − 1, j) of a slice.
   virtual void set(std::int64_t slice, int j, int begin, int count, float const* values) = 0;
 
-  /// Whether positions outside the volume are noticed.
-  virtual bool isChecked() const = 0;
+  /// Whether a slice of this size can be written: the volume has its voxels, or throws where it has not.
+  virtual bool holds(std::int64_t slice, int sliceWidth, int sliceHeight) const = 0;
 
   /// Whether rows can be written in any order and a float comes back with the bits it was written with.
   virtual bool takesFloats() const = 0;
@@ -80,11 +83,11 @@ class SliceOutput : public Slices {
 /// position once. The view must last, since its position is rewritten.
 class DatasetSlice {
  public:
-  template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
-  explicit DatasetSlice(EuclideanDistanceTransform2D::GenericSlice<Plane> const& view)
+  template <class View>
+  explicit DatasetSlice(View const& view)
       : dataset(view.dataset),
         slice(view.slice),
-        axes_(EuclideanDistanceTransform2D::axesOf(Plane)),
+        axes_(EuclideanDistanceTransform2D::axesOf(View::orientation)),
         position_(view.position) {}
 
   void getRow(int j, int begin, int count, float* values) {
@@ -95,10 +98,6 @@ class DatasetSlice {
     dataset->setRow(moveTo(begin, j), axes_.i, count, values);
   }
 
-  Dataset* const dataset;
-  std::int64_t slice;
-
- private:
   DatasetCoordinates const& moveTo(int i, int j) {
     position_[axes_.i] = i;
     position_[axes_.j] = j;
@@ -106,6 +105,10 @@ class DatasetSlice {
     return position_;
   }
 
+  Dataset* const dataset;
+  std::int64_t slice;
+
+ private:
   EuclideanDistanceTransform2D::SliceAxes axes_;
   DatasetCoordinates& position_;
 };
@@ -114,6 +117,7 @@ class DatasetInput final : public SliceInput {
  public:
   DatasetInput(DatasetSlice const& source, int sliceWidth, int sliceHeight);
   ~DatasetInput() override;
+  void moveTo(std::int64_t slice, int i, int j) override;
   void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) override;
   void enter(std::int64_t first, int count, std::int64_t readable,
              std::vector<ColumnCounts>& slices) override;
@@ -127,9 +131,10 @@ class DatasetOutput final : public SliceOutput {
  public:
   DatasetOutput(DatasetSlice const& target, int sliceWidth, int sliceHeight);
   ~DatasetOutput() override;
+  void moveTo(std::int64_t slice, int i, int j) override;
   void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) override;
   void set(std::int64_t slice, int j, int begin, int count, float const* values) override;
-  bool isChecked() const override { return true; }
+  bool holds(std::int64_t /*slice*/, int /*sliceWidth*/, int /*sliceHeight*/) const override { return true; }
   bool takesFloats() const override;
   void leave(std::int64_t first, int j, int count, Solve const& solve) override;
 
@@ -206,7 +211,7 @@ class TypedOutput : public SliceOutput {
               int sliceHeight);
   void getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) override;
   void set(std::int64_t slice, int j, int begin, int count, float const* values) override;
-  bool isChecked() const override { return false; }
+  bool holds(std::int64_t slice, int sliceWidth, int sliceHeight) const override;
   bool takesFloats() const override;
   int slabSize(std::int64_t end) const override;
   void leave(std::int64_t first, int j, int count, Solve const& solve) override;
@@ -258,29 +263,40 @@ class AcrossOutput final : public TypedOutput {
 
 // --- views -------------------------------------------------------------------------------------------
 
-template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
-DatasetInput inputOf(EuclideanDistanceTransform2D::GenericSlice<Plane> const& view) {
+template <class View>
+concept GenericView = requires(View const& view) {
+  view.position;
+};
+
+template <GenericView View>
+DatasetInput inputOf(View const& view) {
   return {DatasetSlice(view), view.width, view.height};
 }
 
-template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
-DatasetOutput outputOf(EuclideanDistanceTransform2D::GenericSlice<Plane> const& view) {
+template <GenericView View>
+DatasetOutput outputOf(View const& view) {
   return {DatasetSlice(view), view.width, view.height};
+}
+
+template <class T>
+VoxelsOf voxelsFinder(TImageDataset<T, 3> const* /*volume*/) {
+  return &voxelsOf<T>;
 }
 
 /// Slices of constant x share cache lines.
-template <EuclideanDistanceTransform2D::PlaneOrientationE Plane, class T>
-auto inputOf(EuclideanDistanceTransform2D::TypedSlice<Plane, TImageDataset<T, 3> const> const& view) {
-  using Input = std::conditional_t<Plane == EuclideanDistanceTransform2D::planeYZ, PackedInput, TypedInput>;
-  return Input(view.dataset, &voxelsOf<T>, EuclideanDistanceTransform2D::axesOf(Plane), view.width,
+template <class View>
+auto inputOf(View const& view) {
+  using Transform = EuclideanDistanceTransform2D;
+  using Input = std::conditional_t<View::orientation == Transform::planeYZ, PackedInput, TypedInput>;
+  return Input(view.dataset, voxelsFinder(view.dataset), Transform::axesOf(View::orientation), view.width,
                view.height);
 }
 
-template <EuclideanDistanceTransform2D::PlaneOrientationE Plane>
-auto outputOf(EuclideanDistanceTransform2D::TypedSlice<Plane, TImageDataset<float, 3>> const& view) {
-  using Output =
-      std::conditional_t<Plane == EuclideanDistanceTransform2D::planeYZ, AcrossOutput, TypedOutput>;
-  return Output(view.dataset, EuclideanDistanceTransform2D::axesOf(Plane), view.width, view.height);
+template <class View>
+auto outputOf(View const& view) {
+  using Transform = EuclideanDistanceTransform2D;
+  using Output = std::conditional_t<View::orientation == Transform::planeYZ, AcrossOutput, TypedOutput>;
+  return Output(view.dataset, Transform::axesOf(View::orientation), view.width, view.height);
 }
 
 }  // namespace lorb

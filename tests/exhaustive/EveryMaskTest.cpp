@@ -127,7 +127,7 @@ class Comparison {
 
 template <class T, Transform::PlaneOrientationE Plane>
 void checkTyped(Masks const& masks) {
-  using View = Transform::TypedSlice<Plane, TImageDataset<T, 3>>;
+  using View = Transform::MutableSlice<Plane, T>;
   auto const viewOf = [&](auto& volume) {
     return View{&volume, masks.oracle.width(), masks.oracle.height(), masks.slices, 0};
   };

@@ -35,16 +35,17 @@ SliceRange chosenRange(std::uint64_t count, std::optional<int> slice) {
   return {k, k + 1};
 }
 
-template <Plane P, class Volume>
-Transform::TypedSlice<P, Volume> viewOf(Volume* volume, SliceRange range) {
-  constexpr auto axes = Transform::axesOf(P);
+template <class View, class Volume>
+View viewOf(Volume* volume, SliceRange range) {
+  constexpr auto axes = Transform::axesOf(View::orientation);
   auto const size = [&](int axis) { return static_cast<int>(volume->extents[std::size_t(axis)]); };
   return {volume, size(axes.i), size(axes.j), static_cast<int>(range.end), static_cast<int>(range.begin)};
 }
 
 template <Plane P>
 void transformSlices(Transform& transform, Input const& mask, DistanceMap& map, SliceRange range) {
-  transform.computeAllSlicesTwoSided(viewOf<P>(&mask, range), viewOf<P>(&map, range));
+  transform.computeAllSlicesTwoSided(viewOf<Transform::ConstSlice<P, unsigned char>>(&mask, range),
+                                     viewOf<Transform::MutableSlice<P, float>>(&map, range));
 }
 
 void transformSlices(Transform& transform, Input const& mask, DistanceMap& map, Plane plane,
