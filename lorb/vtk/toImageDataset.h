@@ -17,7 +17,8 @@ LORB_EXPORT TypeID toTypeID(int vtkScalarType);
 ///
 /// One component per voxel is assumed, the extent's start is not looked at and the origin taken as it
 /// is; direction is not carried over. The image must not be null, and have scalars unless it is empty.
-/// `std::bad_alloc` and, for sizes beyond all memory, `std::length_error` pass through.
+/// `std::bad_alloc` and, for sizes beyond all memory, `std::length_error` pass through; a volume that was
+/// begun by then is not destroyed.
 LORB_EXPORT ImageDataset* toImageDataset(vtkImageData const* image);
 
 /// The same in the element type `target`, 2 to 11, converted by `dump`; null for any other target.

@@ -6,6 +6,7 @@
 
 #include <tests/dataset/expectedConversion.h>
 #include <tests/fuzz/fuzzing.h>
+#include <tests/sanitized.h>
 
 #include <memory>
 #include <stdexcept>
@@ -104,6 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
   require((own == nullptr) == (source == noType), "volume of an image without type, or none");
   std::unique_ptr<ImageDataset> converted;
   try {
+    lorb::test::LeaksExpected const unfinished;  // `dump` refuses images without a type
     converted.reset(lorb::toImageDataset(image, target));
     require((converted == nullptr) == !known, "volume of an unknown type, or none");
   } catch (std::invalid_argument const&) {
