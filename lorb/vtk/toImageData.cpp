@@ -97,15 +97,13 @@ void do_convert(ImageDataset const* volume, vtkImageData*& result, TypeID target
 LORB_FOR_EACH_ELEMENT_TYPE(LORB_INSTANTIATE)
 #undef LORB_INSTANTIATE
 
-vtkImageData* toImageData(ImageDataset const* volume) {
-  return toImageData(volume, volume->type_id());
-}
+namespace {
 
-vtkImageData* toImageData(ImageDataset const* volume, TypeID target) {
+/// The image of a volume of type `source`; null when `target` names no scalar type.
+vtkImageData* toImageData(ImageDataset const* volume, TypeID source, TypeID target) {
   vtkImageData* result = nullptr;
   try {
-    visitElementType(volume->type_id(),
-                     [&]<class S>(std::type_identity<S>) { do_convert<S>(volume, result, target); });
+    visitElementType(source, [&]<class S>(std::type_identity<S>) { do_convert<S>(volume, result, target); });
   } catch (...) {
     // Nobody else knows the unfinished image. VTK 9.1 can't destroy one that was about to receive its
     // scalars.
@@ -113,6 +111,17 @@ vtkImageData* toImageData(ImageDataset const* volume, TypeID target) {
     throw;
   }
   return result;
+}
+
+}  // namespace
+
+vtkImageData* toImageData(ImageDataset const* volume) {
+  TypeID const type = volume->type_id();
+  return toImageData(volume, type, type);
+}
+
+vtkImageData* toImageData(ImageDataset const* volume, TypeID target) {
+  return toImageData(volume, volume->type_id(), target);
 }
 
 }  // namespace lorb

@@ -51,12 +51,24 @@ void expectGeometry4x3x2(vtkImageData* image) {
 /// A volume of a type that nobody knows.
 struct StrangeVolume : ImageDataset {
   explicit StrangeVolume(unsigned volumeCode) : code(volumeCode) {}
-  TypeID type_id() const override { return static_cast<TypeID>(code); }
+  TypeID type_id() const override {
+    ++asked;
+    return static_cast<TypeID>(code);
+  }
   bool empty() const override { return false; }
   std::uint64_t const* size_array() const override { return size; }
   unsigned code;
+  mutable int asked = 0;
   std::uint64_t size[3] = {1, 1, 1};
 };
+
+TEST(ToImageDataTest, AsksForTheTypeOnce) {
+  StrangeVolume const volume(12);
+  EXPECT_EQ(toImageData(&volume), nullptr);
+  EXPECT_EQ(volume.asked, 1);
+  EXPECT_EQ(toImageData(&volume, typeFloat), nullptr);
+  EXPECT_EQ(volume.asked, 2);
+}
 
 TEST(ToImageDataTest, KeepsTypeGeometryAndVoxels) {
   auto const volume = volume4x3x2<float>();
