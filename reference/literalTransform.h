@@ -19,13 +19,16 @@ using Transform = lorb::EuclideanDistanceTransform2D;
 template <class Inside, class Get, class Set>
 class LiteralSlice {
  public:
-  LiteralSlice(int width, int height, Inside inside, Get get, Set set, float const* roots)
+  /// `negatives`: whether the scratch holds numbers below 0, and not 0 in their place.
+  LiteralSlice(int width, int height, Inside inside, Get get, Set set, float const* roots,
+               bool negatives = false)
       : width_(width),
         height_(height),
         inside_(inside),
         get_(get),
         set_(set),
         roots_(roots),
+        negatives_(negatives),
         scratch_(width > 0 ? static_cast<std::size_t>(width) * static_cast<std::size_t>(height) : 0) {}
 
   void compute() {
@@ -62,6 +65,10 @@ class LiteralSlice {
 
   std::vector<float> const& scratch() const { return scratch_; }
 
+  /// The element of the scratch that was read or written last.
+  int lastScratchI() const { return lastI_; }
+  int lastScratchJ() const { return lastJ_; }
+
  private:
   int bound() const {
     return static_cast<int>(static_cast<unsigned>(width_) * static_cast<unsigned>(width_) +
@@ -69,6 +76,8 @@ class LiteralSlice {
   }
 
   float& scratch(int i, int j) {
+    lastI_ = i;
+    lastJ_ = j;
     return scratch_[static_cast<std::size_t>(j) * static_cast<std::size_t>(width_) +
                     static_cast<std::size_t>(i)];
   }
@@ -82,8 +91,8 @@ class LiteralSlice {
     allInside_ = true;
     allOutside_ = true;
     for (int i = 0; i < width_; ++i) {
-      // The work slice is of 32-bit unsigned elements; a negative bound is stored as 0.
-      scratch(i, 0) = source(i, 0) ? std::max(static_cast<float>(bound()), 0.0F) : 0.0F;
+      auto const infinity = static_cast<float>(bound());
+      scratch(i, 0) = source(i, 0) ? (negatives_ ? infinity : std::max(infinity, 0.0F)) : 0.0F;
       int increment = 1;
       for (int j = 1; j < height_; ++j) {
         if (source(i, j)) {
@@ -98,7 +107,9 @@ class LiteralSlice {
       }
       increment = 1;
       for (int j = height_ - 2; j >= 0; --j) {
-        if (scratch(i, j) > scratch(i, j + 1)) {
+        float const a = scratch(i, j);
+        float const b = scratch(i, j + 1);
+        if (a > b) {
           scratch(i, j) = scratch(i, j + 1) + static_cast<float>(increment);
           increment += 2;
         } else {
@@ -154,7 +165,10 @@ class LiteralSlice {
   Get get_;
   Set set_;
   float const* roots_;
+  bool negatives_;
   std::vector<float> scratch_;
+  int lastI_ = -1;
+  int lastJ_ = -1;
   bool allInside_ = true;
   bool allOutside_ = true;
 };

@@ -6,9 +6,7 @@
 namespace lorb::passes {
 
 void ColumnBlock::start(std::uint8_t const* inside, int count, float infinity) {
-  // Between rows the values pass through unsigned numbers, which hold no bound that has wrapped to below 0.
-  float const kept = std::max(infinity, 0.0F);
-  for (int i = 0; i < count; ++i) values[i] = inside[i] ? kept : 0.0F;
+  for (int i = 0; i < count; ++i) values[i] = inside[i] ? infinity : 0.0F;
   std::fill_n(increments, count, 1);
 }
 

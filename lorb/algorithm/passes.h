@@ -35,6 +35,9 @@ class RowEnvelope {
   /// least 1.
   void squaredDistances(std::uint32_t const* columnDistances, std::uint32_t* distances);
 
+  /// The site whose parabola gave distances[0] of the last row.
+  int firstSite() const { return static_cast<int>(sites_[0]); }
+
  private:
   int width_;
   std::unique_ptr<std::uint32_t[]> sites_;   // columns of the parabolas on the envelope

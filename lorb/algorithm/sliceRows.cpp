@@ -36,6 +36,11 @@ DatasetInput::DatasetInput(DatasetSlice const& source, int sliceWidth, int slice
 
 DatasetInput::~DatasetInput() = default;
 
+void DatasetInput::moveTo(std::int64_t slice, int i, int j) {
+  slice_.slice = slice;
+  slice_.moveTo(i, j);
+}
+
 void DatasetInput::getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) {
   slice_.slice = slice;
   lorb::getInside(slice_, j, begin, count, inside);
@@ -56,6 +61,11 @@ DatasetOutput::DatasetOutput(DatasetSlice const& target, int sliceWidth, int sli
     : SliceOutput(target.dataset, sliceWidth, sliceHeight), slice_(target) {}
 
 DatasetOutput::~DatasetOutput() = default;
+
+void DatasetOutput::moveTo(std::int64_t slice, int i, int j) {
+  slice_.slice = slice;
+  slice_.moveTo(i, j);
+}
 
 void DatasetOutput::getInside(std::int64_t slice, int j, int begin, int count, std::uint8_t* inside) {
   slice_.slice = slice;
@@ -211,6 +221,12 @@ void TypedOutput::set(std::int64_t slice, int j, int begin, int count, float con
   float* const target = address(slice, j, begin);
   auto const stride = voxelsOf<float>(target_).strides[axes_.i];
   for (int k = 0; k < count; ++k) target[static_cast<std::size_t>(k) * stride] = values[k];
+}
+
+bool TypedOutput::holds(std::int64_t slice, int sliceWidth, int sliceHeight) const {
+  if (slice < 0 || sliceWidth < 1 || sliceHeight < 1 || target_->pages.empty()) return false;
+  return numberOf(voxelsOf<float>(target_), axes_, slice, sliceHeight - 1, sliceWidth - 1) <
+         target_->pages[0].data.size();
 }
 
 /// A page with a shape of its own may hold several rows in the same place.

@@ -53,6 +53,8 @@ Evidence columnPass(Slices& in, std::int64_t slice, DatasetSlice& scratch) {
     in.getInside(slice, 0, begin, count, inside);
     block.start(inside, count, infinity);
     scratch.setRow(0, begin, count, block.values);
+    // A bound that has wrapped below 0 goes on as what the scratch can hold of it.
+    if (infinity < 0.0F) scratch.getRow(0, begin, count, block.values);
     for (int j = 1; j < height; ++j) {
       in.getInside(slice, j, begin, count, inside);
       evidence.add(inside, count);
@@ -67,6 +69,14 @@ Evidence columnPass(Slices& in, std::int64_t slice, DatasetSlice& scratch) {
       block.stepUp(fromAbove, count);
       scratch.setRow(j, begin, count, block.values);
     }
+  }
+
+  // The views' last addressed voxels are those of the pass done column by column: the last column's top value
+  // is written only where the voxel below is nearer.
+  if (width > 0) {
+    bool const writesTop = height < 2 || block.increments[(width - 1) % passes::ColumnBlock::width] > 1;
+    in.moveTo(slice, width - 1, std::max(height - 1, 0));
+    scratch.moveTo(width - 1, writesTop ? 0 : 1);
   }
   return evidence;
 }
@@ -98,6 +108,7 @@ void rowPass(DatasetSlice& scratch, int width, int height, SqrtLookUpTable const
     for (std::size_t i = 0; i < size; ++i) row[i] = rootOf(distances[i], squareRoots);
     write(j, row.get());
   }
+  if (height > 0) scratch.moveTo(envelope.firstSite(), height - 1);
 }
 
 /// The kernel of the inside: writes whole rows, negative distances inside and 1 outside. Returns whether
@@ -112,6 +123,7 @@ bool writeInside(SliceInput& in, std::int64_t slice, DatasetSlice& scratch, Slic
     for (int i = 0; i < in.width; ++i) roots[i] = roots[i] > 0.0F ? -roots[i] : 1.0F;
     out.set(outSlice, j, 0, in.width, roots);
   });
+  out.moveTo(outSlice, 0, in.height - 1);
   return true;
 }
 
@@ -126,6 +138,8 @@ void writeOutside(SliceOutput& out, std::int64_t slice, DatasetSlice& scratch,
       while (end < out.width && (roots[end] > 0.0F) == positive) ++end;
       if (positive) out.set(slice, j, begin, end - begin, roots + begin);
     }
+    auto const* const first = std::find_if(roots, roots + out.width, [](float root) { return root > 0.0F; });
+    if (first != roots + out.width) out.moveTo(slice, static_cast<int>(first - roots), j);
   });
 }
 
@@ -133,6 +147,7 @@ void writeOutside(SliceOutput& out, std::int64_t slice, DatasetSlice& scratch,
 void fill(SliceInput& in, std::int64_t slice, SliceOutput& out, std::int64_t outSlice) {
   auto const diagonal = static_cast<unsigned>(squaredDiagonal(in.width, in.height));
   auto const value = static_cast<float>(static_cast<int>(in.startsInside(slice) ? 0U - diagonal : diagonal));
+  if (out.width < 1) return;
   std::vector<float> const row(static_cast<std::size_t>(out.width), value);
   for (int j = 0; j < out.height; ++j) out.set(outSlice, j, 0, out.width, row.data());
 }
@@ -140,8 +155,8 @@ void fill(SliceInput& in, std::int64_t slice, SliceOutput& out, std::int64_t out
 /// One slice by the two kernels: for every shape, and for outputs that round what is written to them.
 void computeByKernels(SliceInput& in, std::int64_t slice, DatasetSlice& scratch, SliceOutput& out,
                       std::int64_t outSlice, SqrtLookUpTable const& squareRoots) {
-  // Where there is nothing to write, there need not be anything to read. Datasets say so themselves.
-  if (!out.isChecked() && (out.width < 1 || out.height < 1)) return;
+  // The inside kernel writes slices of the input's size, also where the output's view has none.
+  if ((out.width < 1 || out.height < 1) && !out.holds(outSlice, in.width, in.height)) return;
   if (writeInside(in, slice, scratch, out, outSlice, squareRoots)) {
     writeOutside(out, outSlice, scratch, squareRoots);
   } else {

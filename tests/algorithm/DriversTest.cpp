@@ -129,7 +129,7 @@ TEST(DriversTest, ANegativeSliceCountMeansNoSlices) {
   EXPECT_EQ(transform.sqrtTable.maxIndex, 25);
 }
 
-TEST(DriversTest, SlicesWithoutVoxelsReceiveNoWrites) {
+TEST(DriversTest, VolumesWithoutVoxelsGrowTheTableAlone) {
   for (reference::Extents const& extents : {reference::Extents{0, 3, 2}, {3, 0, 2}}) {
     TImageDataset<float, 3> input(extents);
     TImageDataset<float, 3> output(extents);
@@ -142,6 +142,42 @@ TEST(DriversTest, SlicesWithoutVoxelsReceiveNoWrites) {
   TImageDataset<float, 3> output;
   Transform().computeTwoSidedT(&nothing, &output, 0);
   EXPECT_TRUE(output.empty());
+}
+
+TEST(DriversTest, FillsOfViewsWithoutExtentWriteNothing) {
+  TImageDataset<short, 3> const input({3, 4, 2});
+  Dataset dataset(true);
+  reference::shape(dataset, {3, 4, 2}, lorb::elementFloat);
+  DatasetCoordinates const zero(0, 0, 0, 0, 0);
+  for (auto const& [width, height] : {std::pair(-1, 4), {0, 4}, {3, 0}, {3, -1}, {-1, -1}}) {
+    auto output = reference::untouchedOutput({3, 4, 2});
+    auto const untouched = output;
+    Transform transform;
+    transform.computeAllSlicesTwoSided(Transform::CIsliceXY<short>{&input, 3, 4, 2, 0},
+                                       Transform::IsliceXY<float>{&output, width, height, 2, 0});
+    EXPECT_TRUE(reference::sameBits(output, untouched)) << width << " x " << height;
+    transform.computeAllSlicesTwoSided(Transform::sliceXY{&dataset, 3, 4, 2, 0, zero},
+                                       Transform::sliceXY{&dataset, width, height, 2, 0, zero});
+    for (int k = 0; k < 24; ++k) EXPECT_EQ(dataset.getElement<float>({k % 3, k / 3 % 4, k / 12, 0, 0}), 0.0F);
+  }
+}
+
+TEST(DriversTest, TheInsideKernelWritesAlsoWhereTheOutputsViewHasNoExtent) {
+  TImageDataset<short, 3> input({3, 3, 1});
+  input(1, 1, 0) = 5;
+  for (auto const& [width, height] : {std::pair(0, 3), {3, 0}}) {
+    auto output = reference::untouchedOutput({3, 3, 1});
+    Transform transform;
+    transform.computeSingleSliceTwoSided(Transform::CIsliceXY<short>{&input, 3, 3, 1, 0},
+                                         Transform::IsliceXY<float>{&output, width, height, 1, 0}, 0);
+    for (std::size_t k = 0; k < 9; ++k) EXPECT_EQ(output.voxels()[k], k == 4 ? -1.0F : 1.0F) << k;
+  }
+  // Outputs that lack the voxels are left alone.
+  for (reference::Extents const& extents : {reference::Extents{0, 3, 1}, {3, 0, 1}, {0, 0, 0}}) {
+    TImageDataset<float, 3> output(extents);
+    Transform().computeTwoSidedT(&input, &output);
+    EXPECT_TRUE(output.voxels().empty());
+  }
 }
 
 TEST(DriversTest, DatasetsWithoutTheVoxelsAskedForThrow) {

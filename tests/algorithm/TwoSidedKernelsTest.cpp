@@ -210,6 +210,107 @@ TEST(TwoSidedKernelsTest, ScratchHoldsTheColumnDistancesOfTheKernelThatRanLast) 
   }
 }
 
+/// A generic dataset of one slice, whose view tells which voxel was addressed last.
+struct GenericSlice {
+  GenericSlice(int width, int height, lorb::LORBElementType type) : data(true) {
+    data.newDataset({width, height, 1, 1, 1}, type, {});
+    view = {&data, width, height, 1, 0, DatasetCoordinates(7, 7, 0, 0, 0)};
+  }
+  std::pair<int, int> position() const { return {view.position[0], view.position[1]}; }
+
+  Dataset data;
+  Transform::sliceXY view;
+};
+
+TEST(TwoSidedKernelsTest, PositionsAreTheVoxelsThatTheProcedureAddressesLast) {
+  std::mt19937 random(19);
+  for (int trial = 0; trial < 3000; ++trial) {
+    int const width = static_cast<int>(random() % 7) + 1, height = static_cast<int>(random() % 6) + 1;
+    GenericSlice in(width, height, lorb::elementInt8), out(width, height, lorb::elementFloat),
+        scratch(width, height, lorb::elementUInt32);
+    auto const count = static_cast<std::size_t>(width * height);
+    auto const mask = reference::randomMask(count, reference::allFillings[random() % 4], random);
+    auto const at = [&](int i, int j) { return static_cast<std::size_t>(j * width + i); };
+    for (int j = 0; j < height; ++j) {
+      for (int i = 0; i < width; ++i) in.data.setElement<int>({i, j, 0, 0, 0}, mask[at(i, j)]);
+    }
+    Transform transform;
+    transform.sqrtTable.init(width * width + height * height);
+    std::vector<float> map(count);
+    std::pair<int, int> lastIn(7, 7), lastOut(7, 7);
+    reference::LiteralSlice literal(
+        width, height,
+        [&](int i, int j) {
+          lastIn = {i, j};
+          return mask[at(i, j)] != 0;
+        },
+        [&](int i, int j) {
+          lastOut = {i, j};
+          return map[at(i, j)];
+        },
+        [&](int i, int j, float value) {
+          lastOut = {i, j};
+          map[at(i, j)] = value;
+        },
+        transform.sqrtTable.values);
+    auto const check = [&](char const* kernel) {
+      EXPECT_EQ(in.position(), lastIn) << kernel << ", trial " << trial;
+      EXPECT_EQ(out.position(), lastOut) << kernel << ", trial " << trial;
+      EXPECT_EQ(scratch.position(), std::pair(literal.lastScratchI(), literal.lastScratchJ()))
+          << kernel << ", trial " << trial;
+    };
+    bool const boundary = literal.twoSidedIn();
+    EXPECT_EQ(transform.twoSidedIn(in.view, scratch.view, out.view), boundary);
+    check("inside");
+    if (!boundary) continue;
+    literal.twoSidedOut();
+    transform.twoSidedOut(out.view, scratch.view);
+    check("outside");
+  }
+}
+
+TEST(TwoSidedKernelsTest, PositionsOfTheSecondKernelWhereNothingIsPositive) {
+  GenericSlice out(3, 2, lorb::elementFloat), scratch(3, 2, lorb::elementUInt32);
+  Transform transform;
+  transform.sqrtTable.init(13);
+  transform.twoSidedOut(out.view, scratch.view);
+  EXPECT_EQ(out.position(), std::pair(2, 1)) << "the last voxel read";
+  EXPECT_EQ(scratch.position(), std::pair(0, 1));
+}
+
+TEST(TwoSidedKernelsTest, ABoundThatWrapsBelowZeroIsKeptByScratchThatCan) {
+  constexpr int width = 46341, height = 3;  // width² + height² is above 2³¹
+  std::mt19937 random(23);
+  auto mask = reference::randomMask(width * height, Filling::half, random);
+  for (int column = 0; column < width; column += 5) {
+    for (int j = 0; j < height; ++j) mask[static_cast<std::size_t>(j * width + column)] = 1;
+  }
+  auto const at = [](int i, int j) { return static_cast<std::size_t>(j * width + i); };
+  for (auto const type : {lorb::elementFloat, lorb::elementInt32, lorb::elementUInt32}) {
+    GenericSlice in(width, height, lorb::elementInt8), out(width, height, lorb::elementFloat),
+        scratch(width, height, type);
+    for (int j = 0; j < height; ++j) {
+      for (int i = 0; i < width; ++i) in.data.setElement<int>({i, j, 0, 0, 0}, mask[at(i, j)]);
+    }
+    Transform transform;
+    transform.sqrtTable.init(100000);
+    Values map(mask.size());
+    reference::LiteralSlice literal(
+        width, height, [&](int i, int j) { return mask[at(i, j)] != 0; },
+        [&](int i, int j) { return map[at(i, j)]; },
+        [&](int i, int j, float value) { map[at(i, j)] = value; }, transform.sqrtTable.values,
+        type != lorb::elementUInt32);
+    ASSERT_TRUE(literal.twoSidedIn());
+    ASSERT_TRUE(transform.twoSidedIn(in.view, scratch.view, out.view));
+    for (int j = 0; j < height; ++j) {
+      for (int i = 0; i < width; ++i) {
+        ASSERT_EQ(scratch.view.get(i, j), literal.scratch()[at(i, j)]) << type << ": " << i << ", " << j;
+        ASSERT_EQ(out.view.get(i, j), map[at(i, j)]) << type << ": " << i << ", " << j;
+      }
+    }
+  }
+}
+
 TEST(TwoSidedKernelsTest, EveryViewHasItsOwnCurrentSlice) {
   TImageDataset<unsigned char, 3> input({3, 3, 2});
   input(1, 1, 1) = 9;
