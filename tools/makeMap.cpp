@@ -23,12 +23,14 @@ DistanceMap mapOfSlab(Mask const& mask, std::uint64_t first, MapSettings setting
     settings.choice.slice = sliceInSlab(*settings.choice.slice, first, count);
     if (!settings.choice.slice) return DistanceMap(mask.extents);
   }
-  InsideCount const count = countInside(mask, settings.choice);
-  whole.count.inside += count.inside;
-  whole.count.all += count.all;
   std::size_t const before = whole.slices.size();
   DistanceMap map = distanceMap(mask, settings, &whole.slices, done);
-  for (std::size_t k = before; k < whole.slices.size(); ++k) whole.slices[k].slice += first;
+  SliceShape const shape = sliceShape(mask, settings.choice.plane);
+  for (std::size_t k = before; k < whole.slices.size(); ++k) {
+    whole.slices[k].slice += first;
+    whole.count.inside += whole.slices[k].inside;
+    whole.count.all += shape.width * shape.height;
+  }
   return map;
 }
 

@@ -46,6 +46,11 @@ class Slabs {
   std::shared_ptr<ImageDataset const> kept_;
 };
 
+/// How many of the chosen voxels are inside, and how many there are.
+struct InsideCount {
+  std::uint64_t inside = 0, all = 0;
+};
+
 /// What came out.
 struct MapSummary {
   InsideCount count;

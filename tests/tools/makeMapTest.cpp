@@ -8,7 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
+#include <utility>
 
 namespace lorb::tools {
 namespace {
@@ -18,7 +20,7 @@ using Transform = EuclideanDistanceTransform2D;
 /// A volume in memory that counts what is read of it.
 class CountedSource : public VolumeSource {
  public:
-  CountedSource() : volume_(sampleVolume(typeInt16, {11, 9, 10})) {
+  explicit CountedSource(Volume volume = sampleVolume(typeInt16, {11, 9, 10})) : volume_(std::move(volume)) {
     header_.type = typeInt16;
     header_.extents = extentsOf(*volume_.voxels);
     header_.geometry = volume_.geometry;
@@ -47,9 +49,9 @@ class CountedSource : public VolumeSource {
   VolumeHeader header_;
 };
 
-MapSummary makeInSlabs(std::filesystem::path const& target, MapSettings const& settings, std::uint64_t slices,
-                       SlicesDone const& done = {}) {
-  CountedSource source;
+MapSummary makeInSlabs(CountedSource& source, std::filesystem::path const& target,
+                       MapSettings const& settings, std::uint64_t slices, SlicesDone const& done = {}) {
+  source.reads = 0;
   Slabs slabs(source, settings.choice.plane, slices, false);
   Targets targets(true);
   MapWriter writer(targets.add(target), source.header(), slabs.count() > 1);
@@ -65,17 +67,29 @@ class SlabBySlab : public testing::TestWithParam<Plane> {};
 INSTANTIATE_TEST_SUITE_P(EveryPlane, SlabBySlab,
                          testing::Values(Transform::planeXY, Transform::planeXZ, Transform::planeYZ));
 
-TEST_P(SlabBySlab, TheMapIsThatOfTheWhole) {
+/// What of the map's object is in the planes x = 0, y = 0 and z = 0, and so in row 0 of slices.
+Volume volumeWithFacesAlone() {
+  Volume volume = sampleVolume(typeInt16, {11, 9, 10});
+  auto& voxels = static_cast<TImageDataset<short, 3>&>(*volume.voxels);
+  for (std::uint64_t z = 1; z < 10; ++z) {
+    for (std::uint64_t y = 1; y < 9; ++y) {
+      for (std::uint64_t x = 1; x < 11; ++x) voxels(x, y, z) = 0;
+    }
+  }
+  return volume;
+}
+
+void expectSameInSlabs(CountedSource source, Plane plane) {
   TemporaryFolder const folder;
   for (std::optional<int> const slice : {std::optional<int>(), std::optional(0), std::optional(7)}) {
     MapSettings settings;
-    settings.choice = {GetParam(), slice};
-    MapSummary const whole = makeInSlabs(folder / "whole.mha", settings, 100);
+    settings.choice = {plane, slice};
+    MapSummary const whole = makeInSlabs(source, folder / "whole.mha", settings, 100);
     Volume const expected = readVolume(folder / "whole.mha");
     for (std::uint64_t const slices : {1U, 3U, 8U}) {
       std::atomic<std::uint64_t> done = 0;
       MapSummary const summary =
-          makeInSlabs(folder / "slabs.mha", settings, slices, [&](std::uint64_t n) { done += n; });
+          makeInSlabs(source, folder / "slabs.mha", settings, slices, [&](std::uint64_t n) { done += n; });
       Volume const map = readVolume(folder / "slabs.mha");
       EXPECT_TRUE(equalVoxels(*map.voxels, *expected.voxels)) << slices;
       EXPECT_EQ(map.geometry.origin, expected.geometry.origin);
@@ -86,10 +100,41 @@ TEST_P(SlabBySlab, TheMapIsThatOfTheWhole) {
       for (std::size_t k = 0; k < whole.slices.size(); ++k) {
         EXPECT_EQ(summary.slices[k].slice, whole.slices[k].slice);
         EXPECT_EQ(summary.slices[k].least, whole.slices[k].least);
+        EXPECT_EQ(summary.slices[k].hasBoundary, whole.slices[k].hasBoundary);
       }
     }
   }
   EXPECT_EQ(folder.names(), (std::set<std::string>{"slabs.mha", "whole.mha"}));
+}
+
+TEST_P(SlabBySlab, TheMapIsThatOfTheWhole) {
+  expectSameInSlabs(CountedSource(), GetParam());
+}
+
+TEST_P(SlabBySlab, ObjectsInRowZeroAloneHaveTheMapOfTheWhole) {
+  expectSameInSlabs(CountedSource(volumeWithFacesAlone()), GetParam());
+}
+
+/// The slice that is chosen counts alone, in every plane.
+TEST_P(SlabBySlab, CountsTheVoxelsInsideOfTheChosenSlices) {
+  TemporaryFolder const folder;
+  Volume sparse = sampleVolume(typeInt16, {11, 9, 10});
+  auto& voxels = static_cast<TImageDataset<short, 3>&>(*sparse.voxels);
+  for (auto& voxel : voxels.voxels()) voxel = 0;
+  voxels(0, 3, 4) = voxels(5, 3, 4) = voxels(5, 3, 6) = 1;
+  CountedSource source(std::move(sparse));
+  MapSettings settings;
+  settings.choice.plane = GetParam();
+  EXPECT_EQ(makeInSlabs(source, folder / "all.mha", settings, 4).count.inside, 3U);
+  EXPECT_EQ(makeInSlabs(source, folder / "all.mha", settings, 4).count.all, 990U);
+  for (auto const& [slice, inXY, inXZ, inYZ] :
+       {std::array{0, 0, 0, 1}, std::array{3, 0, 3, 0}, std::array{4, 2, 0, 0}, std::array{5, 0, 0, 2}}) {
+    settings.choice.slice = slice;
+    int const byPlane[] = {inYZ, inXZ, inXY};
+    MapSummary const summary = makeInSlabs(source, folder / "one.mha", settings, 4);
+    EXPECT_EQ(summary.count.inside, std::uint64_t(byPlane[GetParam()])) << slice;
+    EXPECT_EQ(summary.count.all, 990 / sliceShape(source.header().extents, GetParam()).count);
+  }
 }
 
 TEST(MapWriter, LeavesTheTargetAlone) {

@@ -39,8 +39,9 @@ def main(tool, schema_path):
             assert summary["slice"] == k
             assert summary["minimum"] == image[:, :, k].min() and summary["maximum"] == image[:, :, k].max()
             assert summary["hasBoundary"] == (k != 3)
+        assert only["withoutBoundary"] == {"count": 1, "ranges": [[3, 3]]}, only["withoutBoundary"]
         assert document["settings"] == {"plane": "xy", "slice": None, "units": "mm", "voxelLength": 0.5,
-                                        "noBoundary": "constant", "threads": 1}
+                                        "noBoundary": "diagonal", "threads": 1}
         assert document["input"]["spacing"] == [0.5, 0.5, 2.0] and document["input"]["type"] == "Int16"
         assert document["warnings"] == []
         seconds = document["seconds"]

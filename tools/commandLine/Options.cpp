@@ -157,7 +157,7 @@ MapSettings settingsOf(Words const& words) {
   if (words.has("--slice")) settings.choice.slice = countedFromZero(words, "--slice");
   settings.noBoundary = meaningOf<NoBoundary>(
       words, "--no-boundary", "filling",
-      {{"constant", NoBoundary::constant}, {"diagonal", NoBoundary::diagonal}, {"nan", NoBoundary::nan}});
+      {{"diagonal", NoBoundary::diagonal}, {"constant", NoBoundary::constant}, {"nan", NoBoundary::nan}});
   settings.threads = threadsOf(words);
   return settings;
 }

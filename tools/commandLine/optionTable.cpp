@@ -32,10 +32,12 @@ constexpr OptionRow rows[] = {
     {map, "--slice", "K", "compute slice K alone, counted from 0; all others hold 0", "", "", false},
     {map, "--units", "U", "voxels (default), or mm if the in-plane spacings agree",
      "Millimetres are distances in voxels times the spacing.", "voxels mm", false},
-    {map, "--no-boundary", "V", "slices without one hold: constant (default), diagonal, nan",
-     "constant, the default, is the square of the diagonal of the slice in voxels, whatever the units; "
-     "diagonal is the length of it. Both are positive outside and negative inside.",
-     "constant diagonal nan", false},
+    {map, "--no-boundary", "V", "slices without one hold: diagonal (default), constant, nan",
+     "diagonal, the default, is the length of the slice's diagonal in the units of the map, which no "
+     "distance "
+     "exceeds; constant is its square in voxels, whatever the units. Both are positive outside and negative "
+     "inside.",
+     "diagonal constant nan", false},
     {map, "--preview", "FILE", "picture of the map to write, a .png",
      "A montage of slices, with the boundary as a black line. Slices are spaced among those that have a "
      "boundary, "

@@ -1,5 +1,8 @@
 #include "tools/map/distanceMap.h"
 
+#include "tools/map/firstRowDistances.h"
+#include "tools/map/sliceContents.h"
+
 #include <oneapi/tbb/enumerable_thread_specific.h>
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/info.h>
@@ -23,11 +26,6 @@ using Input = TImageDataset<unsigned char, 3>;
 Transform::SliceAxes axesOf(Plane plane) {
   return Transform::axesOf(plane);
 }
-
-/// Slices `begin` to `end` of a volume.
-struct SliceRange {
-  std::uint64_t begin, end;
-};
 
 SliceRange chosenRange(std::uint64_t count, std::optional<int> slice) {
   if (!slice) return {0, count};
@@ -81,27 +79,46 @@ void forEachPiece(DistanceMap& map, Plane plane, SliceRange range, F f) {
   }
 }
 
-/// Turns what the transform leaves into what was asked for, and looks at it.
+template <Plane P>
+void writeFirstRowDistances(Input const& mask, DistanceMap& map, SliceRange slice, bool othersInside) {
+  auto const in = viewOf<Transform::ConstSlice<P, unsigned char>>(&mask, slice);
+  auto const out = viewOf<Transform::MutableSlice<P, float>>(&map, slice);
+  std::vector<char> firstRow;
+  for (int i = 0; i < in.width; ++i) firstRow.push_back(in.get(i, 0) > 0 ? 1 : 0);
+  FirstRowDistances const distances(firstRow, othersInside, static_cast<std::uint64_t>(in.height));
+  for (int j = 0; j < in.height; ++j) {
+    for (int i = 0; i < in.width; ++i) {
+      out.set(i, j, distances.at(static_cast<std::uint64_t>(i), static_cast<std::uint64_t>(j)));
+    }
+  }
+}
+
+/// Distances of a slice whose boundary the transform does not see.
+void writeFirstRowDistances(Input const& mask, DistanceMap& map, Plane plane, std::uint64_t slice,
+                            bool othersInside) {
+  switch (plane) {
+    case Transform::planeXY:
+      return writeFirstRowDistances<Transform::planeXY>(mask, map, {slice, slice + 1}, othersInside);
+    case Transform::planeXZ:
+      return writeFirstRowDistances<Transform::planeXZ>(mask, map, {slice, slice + 1}, othersInside);
+    case Transform::planeYZ:
+      return writeFirstRowDistances<Transform::planeYZ>(mask, map, {slice, slice + 1}, othersInside);
+  }
+}
+
+/// Turns what the transform leaves into what was asked for, and looks at it. `summaries` say already which
+/// slices have a boundary.
 void finishSlices(DistanceMap& map, MapSettings const& settings, SliceRange range, SliceSummary* summaries) {
   Plane const plane = settings.choice.plane;
-  SliceShape const shape = sliceShape(map, plane);
-  // Larger than every distance in the slice, whatever its shape.
-  auto const constant = static_cast<float>(boundlessDistance(shape));
-  float const filling = valueWithoutBoundary(shape, settings);
+  float const filling = valueWithoutBoundary(sliceShape(map, plane), settings);
   auto const length = static_cast<float>(settings.voxelLength);
-  constexpr float infinity = std::numeric_limits<float>::infinity();
-  for (std::uint64_t k = range.begin; k < range.end; ++k) {
-    summaries[k - range.begin] = {k, infinity, -infinity, false};
-  }
   forEachPiece(map, plane, range, [&](std::uint64_t slice, float* values, std::uint64_t count) {
     SliceSummary& summary = summaries[slice - range.begin];
-    if (std::abs(values[0]) == constant) {
-      float const value = std::copysign(filling, values[0]);
-      if (filling != constant) std::fill_n(values, count, value);
-      summary.least = summary.greatest = value;
+    if (!summary.hasBoundary) {
+      summary.least = summary.greatest = summary.inside > 0 ? -filling : filling;
+      std::fill_n(values, count, summary.least);
       return;
     }
-    summary.hasBoundary = true;
     if (length != 1.0F) {
       for (std::uint64_t k = 0; k < count; ++k) values[k] *= length;
     }
@@ -110,6 +127,26 @@ void finishSlices(DistanceMap& map, MapSettings const& settings, SliceRange rang
       summary.greatest = std::max(summary.greatest, values[k]);
     }
   });
+}
+
+/// Computes some of the slices.
+void makeSlices(Transform& transform, Input const& mask, DistanceMap& map, MapSettings const& settings,
+                SliceRange range, SliceSummary* summaries) {
+  Plane const plane = settings.choice.plane;
+  SliceShape const shape = sliceShape(mask, plane);
+  constexpr float infinity = std::numeric_limits<float>::infinity();
+  transformSlices(transform, mask, map, plane, range);
+  std::vector<SliceContents> const contents = sliceContents(mask, plane, range);
+  for (std::uint64_t k = 0; k < contents.size(); ++k) {
+    Boundary const boundary = boundaryOf(contents[k], shape);
+    std::uint64_t const slice = range.begin + k;
+    std::uint64_t const inside = std::uint64_t{contents[k].firstRow} + contents[k].otherRows;
+    summaries[k] = {slice, inside, infinity, -infinity, boundary != Boundary::none};
+    if (boundary == Boundary::firstRow) {
+      writeFirstRowDistances(mask, map, plane, slice, contents[k].otherRows > 0);
+    }
+  }
+  finishSlices(map, settings, range, summaries);
 }
 
 /// Slices that a worker takes at a time. XZ and YZ slices pay in multiples of 16, which lie in the same lines
@@ -122,28 +159,6 @@ std::uint64_t grainOf(Plane plane, std::uint64_t count, unsigned threads) {
 
 }  // namespace
 
-SliceShape sliceShape(std::array<std::uint64_t, 3> const& extents, Plane plane) {
-  auto const axes = axesOf(plane);
-  return {extents[std::size_t(axes.i)], extents[std::size_t(axes.j)], extents[std::size_t(axes.slice)]};
-}
-
-SliceShape sliceShape(ImageDataset const& volume, Plane plane) {
-  std::uint64_t const* const size = volume.size_array();
-  return sliceShape({size[0], size[1], size[2]}, plane);
-}
-
-char const* nameOf(Plane plane) {
-  switch (plane) {
-    case Transform::planeYZ:
-      return "yz";
-    case Transform::planeXZ:
-      return "xz";
-    case Transform::planeXY:
-      return "xy";
-  }
-  return "none";
-}
-
 unsigned processorCount() {
   return static_cast<unsigned>(std::max(1, oneapi::tbb::info::default_concurrency()));
 }
@@ -155,10 +170,10 @@ std::uint64_t boundlessDistance(SliceShape const& shape) {
 float valueWithoutBoundary(SliceShape const& shape, MapSettings const& settings) {
   auto const constant = static_cast<double>(boundlessDistance(shape));
   switch (settings.noBoundary) {
-    case NoBoundary::constant:
-      return static_cast<float>(constant);
     case NoBoundary::diagonal:
       return static_cast<float>(std::sqrt(constant) * settings.voxelLength);
+    case NoBoundary::constant:
+      return static_cast<float>(constant);
     case NoBoundary::nan:
       break;
   }
@@ -222,28 +237,11 @@ DistanceMap distanceMap(Input const& mask, MapSettings const& settings, std::vec
   workers.run(blocks, [&](std::uint64_t block) {
     std::uint64_t const begin = all.begin + block * grain;
     SliceRange const range = {begin, std::min(all.end, begin + grain)};
-    transformSlices(transforms.local(), mask, map, plane, range);
-    finishSlices(map, settings, range, &found[range.begin - all.begin]);
+    makeSlices(transforms.local(), mask, map, settings, range, &found[range.begin - all.begin]);
     if (done) done(range.end - range.begin);
   });
   if (summaries != nullptr) summaries->insert(summaries->end(), found.begin(), found.end());
   return map;
-}
-
-InsideCount countInside(Input const& mask, SliceChoice const& choice) {
-  std::array<std::uint64_t, 3> begin = {0, 0, 0};
-  auto end = mask.extents;
-  auto const axis = static_cast<std::size_t>(axesOf(choice.plane).slice);
-  SliceRange const range = chosenRange(end[axis], choice.slice);
-  begin[axis] = range.begin;
-  end[axis] = range.end;
-  InsideCount count = {0, (end[0] - begin[0]) * (end[1] - begin[1]) * (end[2] - begin[2])};
-  for (std::uint64_t z = begin[2]; z < end[2]; ++z) {
-    for (std::uint64_t y = begin[1]; y < end[1]; ++y) {
-      for (std::uint64_t x = begin[0]; x < end[0]; ++x) count.inside += mask(x, y, z) > 0 ? 1 : 0;
-    }
-  }
-  return count;
 }
 
 }  // namespace lorb::tools

@@ -1,42 +1,24 @@
 // From mask to map, by the library's public interface, on as many threads as asked for.
 #pragma once
 
-#include <lorb/algorithm/EuclideanDistanceTransform2D.h>
+#include "tools/map/slices.h"
 
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <vector>
 
 namespace lorb::tools {
 
-using Plane = EuclideanDistanceTransform2D::PlaneOrientationE;
 using DistanceMap = TImageDataset<float, 3>;
 
-/// The voxels that a computation is about: one slice of a volume, or all of them.
-struct SliceChoice {
-  Plane plane = EuclideanDistanceTransform2D::planeXY;
-  std::optional<int> slice = std::nullopt;
-};
-
-/// Shape of the slices that lie in a plane.
-struct SliceShape {
-  std::uint64_t width, height, count;
-};
-SliceShape sliceShape(std::array<std::uint64_t, 3> const& extents, Plane plane);
-SliceShape sliceShape(ImageDataset const& volume, Plane plane);
-
-/// "xy", "xz" or "yz"
-char const* nameOf(Plane plane);
-
-/// What a slice of this shape without a boundary is filled with by the transform, but for the sign.
+/// The transform's own filling of slices without a boundary, but for the sign: width² + height².
 std::uint64_t boundlessDistance(SliceShape const& shape);
 
 /// What slices without a boundary hold in a map.
 enum class NoBoundary {
+  diagonal,  ///< ±√(width² + height²), which no distance in the slice exceeds
   constant,  ///< ±(width² + height²), as the transform has it
-  diagonal,  ///< ±√(width² + height²), a distance that no voxel of the slice exceeds
   nan,       ///< NaN
 };
 
@@ -46,7 +28,7 @@ unsigned processorCount();
 /// How to compute a map.
 struct MapSettings {
   SliceChoice choice;
-  NoBoundary noBoundary = NoBoundary::constant;
+  NoBoundary noBoundary = NoBoundary::diagonal;
   double voxelLength = 1.0;  ///< what distances in voxels are multiplied by; ±(width² + height²) is not
   unsigned threads = 1;      ///< at least 1
 };
@@ -54,6 +36,7 @@ struct MapSettings {
 /// What is in a slice of a map.
 struct SliceSummary {
   std::uint64_t slice;
+  std::uint64_t inside;  ///< voxels
   float least, greatest;
   bool hasBoundary;
 };
@@ -69,16 +52,11 @@ void requireComputable(std::array<std::uint64_t, 3> const& extents, SliceChoice 
 using SlicesDone = std::function<void(std::uint64_t)>;
 
 /// Signed distances, slice by slice, of a volume of the same extents; 0 in every slice that was not chosen.
-/// The result is the same for every number of threads, of which each takes a transform and work memory of
-/// its own. Adds what is in the computed slices to `summaries`, in ascending order, when that is not null.
-/// The caller sees to `requireComputable`.
+/// Every slice that holds inside and outside voxels has a boundary, also where the transform sees none since
+/// it lies in row 0 alone. The result is the same for every number of threads, of which each takes a
+/// transform and work memory of its own. Adds what is in the computed slices to `summaries`, in ascending
+/// order, when that is not null. The caller sees to `requireComputable`.
 DistanceMap distanceMap(TImageDataset<unsigned char, 3> const& mask, MapSettings const& settings,
                         std::vector<SliceSummary>* summaries = nullptr, SlicesDone const& done = {});
-
-/// How many of the chosen voxels are above 0, and how many there are.
-struct InsideCount {
-  std::uint64_t inside = 0, all = 0;
-};
-InsideCount countInside(TImageDataset<unsigned char, 3> const& mask, SliceChoice const& choice);
 
 }  // namespace lorb::tools

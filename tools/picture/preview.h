@@ -13,12 +13,6 @@
 
 namespace lorb::tools {
 
-/// The slices from `begin` up to `end`.
-struct SliceRange {
-  std::uint64_t begin, end;
-  bool operator==(SliceRange const&) const = default;
-};
-
 /// From the first to the last slice that has an inside and an outside; nothing when none has. Linear in the
 /// voxels.
 std::optional<SliceRange> boundedSlices(DistanceMap const& map, Plane plane);

@@ -2,6 +2,7 @@
 
 #include "tools/base/memory.h"
 #include "tools/build.h"
+#include "tools/report/unboundedSlices.h"
 
 #include <nlohmann/json.hpp>
 
@@ -25,10 +26,10 @@ char const* nameOf(Units units) {
 
 char const* nameOf(NoBoundary choice) {
   switch (choice) {
-    case NoBoundary::constant:
-      return "constant";
     case NoBoundary::diagonal:
       return "diagonal";
+    case NoBoundary::constant:
+      return "constant";
     case NoBoundary::nan:
       break;
   }
@@ -60,11 +61,20 @@ std::string slicesText(SliceChoice const& choice, SliceShape const& shape) {
   return std::to_string(shape.count) + " slices of " + shapeText;
 }
 
+void tellFilledSlices(std::ostream& out, std::vector<SliceSummary> const& slices) {
+  std::vector<SliceRange> const ranges = unboundedRanges(slices);
+  if (ranges.empty()) return;
+  std::uint64_t const count = sliceCount(ranges);
+  out << "filled: " << count << " of " << slices.size() << " slices without a boundary, with "
+      << fillingText(slices) << ": " << rangesText(ranges) << "\n";
+}
+
 void tellMap(std::ostream& out, MapReport const& map) {
   InsideCount const& count = map.summary.count;
   out << "object: " << ruleText(map.rule) << ": " << count.inside << " of " << count.all << " voxels ("
       << decimals(percentOf(count)) << " %)\n"
       << "map:    " << map.path.string() << "\n";
+  tellFilledSlices(out, map.summary.slices);
   if (map.picture) out << "image:  " << map.picture->string() << "\n";
 }
 
@@ -90,6 +100,12 @@ json exactJson(ExactNumber number) {
   return number < 0 ? json(static_cast<std::int64_t>(number)) : json(static_cast<std::uint64_t>(number));
 }
 
+json toJson(std::vector<SliceRange> const& ranges) {
+  json list = json::array();
+  for (SliceRange const& range : ranges) list.push_back({range.begin, range.end - 1});
+  return {{"count", sliceCount(ranges)}, {"ranges", list}};
+}
+
 json toJson(MapReport const& map) {
   json slices = json::array();
   for (SliceSummary const& slice : map.summary.slices) {
@@ -106,6 +122,7 @@ json toJson(MapReport const& map) {
           {"insideVoxels", count.inside},
           {"allVoxels", count.all},
           {"insidePercent", percentOf(count)},
+          {"withoutBoundary", toJson(unboundedRanges(map.summary.slices))},
           {"slices", slices}};
 }
 
@@ -164,8 +181,7 @@ std::optional<std::string> emptinessOf(MapReport const& map, Report const& repor
   bool const none = count.inside == 0;
   SliceShape const shape = sliceShape(report.header.extents, report.options.map.choice.plane);
   float const value = valueWithoutBoundary(shape, report.options.map);
-  std::string const held =
-      std::isnan(value) ? "NaN" : (none ? "+" : "-") + toText(static_cast<double>(value));
+  std::string const held = fillingText(none ? value : -value);
   return "the object (" + ruleText(map.rule) + ") " + (none ? "is empty" : "fills everything") +
          "; with no boundary to measure to, the map holds " + held +
          (report.options.map.choice.slice ? " in that slice" : " throughout");

@@ -1,10 +1,13 @@
 #include "tools/map/distanceMap.h"
 
+#include "reference/bruteForce.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <bit>
 #include <chrono>
 #include <cmath>
 #include <cstddef>
@@ -74,6 +77,97 @@ TEST_P(DistanceMapIn, EqualsBruteForce) {
   });
 }
 
+/// A volume of which each slice is another mask of the given shape, slice k the one with the bits of k.
+Mask everySmallMask(Plane plane, std::uint64_t width, std::uint64_t height) {
+  auto const axes = Transform::axesOf(plane);
+  std::array<std::uint64_t, 3> extents;
+  extents[std::size_t(axes.i)] = width;
+  extents[std::size_t(axes.j)] = height;
+  extents[std::size_t(axes.slice)] = std::uint64_t{1} << (width * height);
+  Mask mask(extents);
+  forEachPosition(extents, [&](Position const& p) {
+    std::uint64_t const bit = p[std::size_t(axes.j)] * width + p[std::size_t(axes.i)];
+    mask(p[0], p[1], p[2]) = p[std::size_t(axes.slice)] >> bit & 1;
+  });
+  return mask;
+}
+
+/// What the slices of `everySmallMask` should hold, as a map of the same shape; uniform slices hold ±√N.
+DistanceMap everySmallMap(Mask const& masks, Plane plane) {
+  auto const axes = Transform::axesOf(plane);
+  SliceShape const shape = sliceShape(masks, plane);
+  auto const width = static_cast<int>(shape.width), height = static_cast<int>(shape.height);
+  DistanceMap map(masks.extents);
+  std::vector<std::vector<float>> slices;
+  for (std::uint64_t k = 0; k < shape.count; ++k) {
+    std::vector<char> inside;
+    for (std::uint64_t bit = 0; bit < shape.width * shape.height; ++bit)
+      inside.push_back(k >> bit & 1 ? 1 : 0);
+    float const diagonal = std::sqrt(static_cast<float>(boundlessDistance(shape)));
+    bool const isUniform = k == 0 || k + 1 == shape.count;
+    slices.push_back(isUniform ? std::vector<float>(inside.size(), k == 0 ? diagonal : -diagonal)
+                               : reference::bruteForce(inside, width, height));
+  }
+  forEachPosition(map.extents, [&](Position const& p) {
+    std::uint64_t const voxel = p[std::size_t(axes.j)] * shape.width + p[std::size_t(axes.i)];
+    map(p[0], p[1], p[2]) = slices[p[std::size_t(axes.slice)]][voxel];
+  });
+  return map;
+}
+
+TEST_P(DistanceMapIn, EqualsBruteForceOnEverySmallMask) {
+  constexpr std::uint64_t mostVoxels = 12;
+  for (std::uint64_t width = 1; width <= mostVoxels; ++width) {
+    for (std::uint64_t height = 1; width * height <= mostVoxels; ++height) {
+      Mask const masks = everySmallMask(GetParam(), width, height);
+      std::vector<SliceSummary> summaries;
+      DistanceMap const map = distanceMap(masks, settings(), &summaries);
+      EXPECT_EQ(map.pages[0].data, everySmallMap(masks, GetParam()).pages[0].data)
+          << width << " × " << height;
+      for (SliceSummary const& summary : summaries) {
+        bool const isUniform = summary.slice == 0 || summary.slice + 1 == summaries.size();
+        EXPECT_EQ(summary.hasBoundary, !isUniform) << width << " × " << height << ", " << summary.slice;
+        EXPECT_EQ(summary.inside, std::uint64_t(std::popcount(summary.slice)));
+      }
+    }
+  }
+}
+
+TEST_P(DistanceMapIn, EverySmallMaskAloneIsAsAmongOthers) {
+  for (auto const& [width, height] :
+       {std::pair(3U, 2U), std::pair(2U, 3U), std::pair(1U, 2U), std::pair(6U, 1U)}) {
+    Mask const masks = everySmallMask(GetParam(), width, height);
+    DistanceMap const all = everySmallMap(masks, GetParam());
+    for (std::uint64_t slice = 0; slice < sliceShape(masks, GetParam()).count; ++slice) {
+      DistanceMap const one = distanceMap(masks, settings(static_cast<int>(slice)));
+      forEachPosition(masks.extents, [&](Position const& p) {
+        float const expected = p[normalOf(GetParam())] == slice ? all(p[0], p[1], p[2]) : 0.0F;
+        EXPECT_EQ(one(p[0], p[1], p[2]), expected) << slice;
+      });
+    }
+  }
+}
+
+/// Longer rows than those of small masks, with random row 0 and nothing but it.
+TEST_P(DistanceMapIn, ObjectsInRowZeroAloneHaveTheirDistancesInAnyUnit) {
+  auto const axes = Transform::axesOf(GetParam());
+  Mask mask({29, 27, 23});
+  std::mt19937 random(13);
+  forEachPosition(mask.extents, [&](Position const& p) {
+    bool const isFilled = p[std::size_t(axes.slice)] % 2 == 1;
+    bool const differs = p[std::size_t(axes.j)] == 0 && random() % 20 == 0;
+    mask(p[0], p[1], p[2]) = isFilled != differs;
+  });
+  MapSettings longVoxels = settings();
+  longVoxels.voxelLength = 0.3;
+  DistanceMap const map = distanceMap(mask, longVoxels);
+  forEachPosition(mask.extents, [&](Position const& p) {
+    float const distance = distanceAt(mask, p, normalOf(GetParam()));
+    if (std::isinf(distance)) return;
+    EXPECT_FLOAT_EQ(map(p[0], p[1], p[2]), distance * 0.3F);
+  });
+}
+
 TEST_P(DistanceMapIn, OneSliceLeavesZerosInAllOthers) {
   Mask const mask = randomMask();
   DistanceMap const all = distanceMap(mask, settings());
@@ -110,6 +204,7 @@ TEST_P(DistanceMapIn, IsTheSameOnEveryNumberOfThreads) {
   std::vector<SliceSummary> first;
   for (unsigned const threads : {1U, 2U, 3U, 7U, 16U}) {
     MapSettings several = settings();
+    several.noBoundary = NoBoundary::constant;
     several.threads = threads;
     std::vector<SliceSummary> summaries;
     std::atomic<std::uint64_t> done = 0;
@@ -201,19 +296,6 @@ TEST(DistanceMap, LeavesNoThreadBehind) {
 TEST(DistanceMap, RefusesSlicesBeyondTheTransform) {
   EXPECT_THROW(requireComputable({46341, 1, 1}, {Transform::planeXY}), std::invalid_argument);
   EXPECT_NO_THROW(requireComputable({46340, 1, 1}, {Transform::planeYZ}));
-}
-
-TEST(CountInside, CountsTheChosenSliceAlone) {
-  Mask mask({3, 4, 5});
-  mask(0, 1, 2) = mask(2, 1, 2) = mask(2, 3, 4) = 1;
-  auto const count = [&](SliceChoice const& choice) { return countInside(mask, choice); };
-  EXPECT_EQ(count({}).inside, 3U);
-  EXPECT_EQ(count({}).all, 60U);
-  EXPECT_EQ(count({Transform::planeXY, 2}).inside, 2U);
-  EXPECT_EQ(count({Transform::planeXY, 2}).all, 12U);
-  EXPECT_EQ(count({Transform::planeXZ, 3}).inside, 1U);
-  EXPECT_EQ(count({Transform::planeYZ, 0}).inside, 1U);
-  EXPECT_EQ(count({Transform::planeYZ, 0}).all, 20U);
 }
 
 }  // namespace
