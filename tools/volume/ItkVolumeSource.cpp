@@ -73,17 +73,24 @@ class ItkVolumeSource : public VolumeSource {
     counts_ = countsIn(*io_);
     volume_ = chosenVolume(product(counts_, 3), choice, path_);
     requireWholeFile(*io_, path_, format);
+    if (auto stored = storedVoxels(*io_, path_, format)) {
+      stored->extents = header_.extents;
+      stored->volumes = volumeCount();
+      reader_ = openVoxels(*stored);
+    }
     files = filesOf(path_, format);
   }
 
   VolumeHeader const& header() const override { return header_; }
 
   bool readsParts() const override {
+    if (reader_) return reader_->readsParts();
     if (format_ == FileFormat::nifti) return extensionOf(path_) != ".nii.gz";
     return io_->CanStreamRead();
   }
 
   std::uint64_t workBytes(Region const& region) const override {
+    if (reader_) return 0;
     std::uint64_t const element = io_->GetComponentSize();
     if (!readsRegions()) return volumeCount() > 1 ? product(counts_, 0) * element : 0;
     // NIfTI is read by elements of the file, then converted; compressed data are unfolded from memory.
@@ -91,6 +98,7 @@ class ItkVolumeSource : public VolumeSource {
   }
 
   std::unique_ptr<ImageDataset> read(Region const& region) override {
+    if (reader_) return reader_->read(volume_, region, header_.type);
     auto voxels = makeVoxels(header_.type, region.size);
     if (floats_) {
       readNiftiFloats(path_, *floats_, header_.extents, volume_, region, *voxels);
@@ -147,6 +155,7 @@ class ItkVolumeSource : public VolumeSource {
   FileFormat format_;
   itk::ImageIOBase::Pointer io_;
   VolumeHeader header_;
+  std::unique_ptr<VoxelReader> reader_;
   std::optional<NiftiFloats> floats_;
   Counts counts_;
   std::uint64_t volume_ = 0;

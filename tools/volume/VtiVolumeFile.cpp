@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <ios>
 #include <iterator>
 #include <limits>
 #include <sstream>
@@ -199,7 +200,7 @@ class VtiVolumeSource : public VolumeSource {
   bool readsParts() const override { return false; }
   std::uint64_t workBytes(Region const& region) const override { return voxelCount(region.size) * 8; }
 
-  std::unique_ptr<ImageDataset> read(Region const&) override {
+  std::unique_ptr<ImageDataset> read(Region const&) override try {
     vtkSmartPointer<vtkImageData> const image = readImage();
     vtkDataArray* const scalars = scalarsOf(*image, path_);
     std::unique_ptr<ImageDataset> voxels(toImageDataset(forBridge(*image, *scalars)));
@@ -208,6 +209,8 @@ class VtiVolumeSource : public VolumeSource {
                              "; expected integers, float or double");
     }
     return voxels;
+  } catch (std::ios_base::failure const&) {  // of VTK's stream buffers, past its own checks
+    refuseInput(path_, "can't be read to its end");
   }
 
  private:
@@ -231,8 +234,10 @@ class VtiVolumeSource : public VolumeSource {
 
 }  // namespace
 
-std::unique_ptr<VolumeSource> openVtiVolume(fs::path const& path) {
+std::unique_ptr<VolumeSource> openVtiVolume(fs::path const& path) try {
   return std::make_unique<VtiVolumeSource>(path);
+} catch (std::ios_base::failure const&) {
+  refuseInput(path, "can't be read to its end");
 }
 
 void writeVtiVolume(Volume const& volume, fs::path const& path) {

@@ -47,6 +47,11 @@ bool isTrue(std::string const& value) {
   return value[0] == 'T' || value[0] == 't' || value[0] == '1';
 }
 
+std::string inSmallLetters(std::string text) {
+  for (char& c : text) c = 'A' <= c && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return text;
+}
+
 std::vector<std::string> wordsIn(std::string const& text) {
   std::istringstream stream(text);
   return {std::istream_iterator<std::string>(stream), {}};
@@ -113,15 +118,19 @@ std::optional<ImageData> metaImageData(std::filesystem::path const& path) {
   bool const compressed = isTrue(valueOf(fields, "CompressedData", "False"));
   bool const binary = isTrue(valueOf(fields, "BinaryData", "False"));
   data.coding = compressed ? Coding::compressed : binary ? Coding::plain : Coding::text;
+  for (char const* name : {"ElementByteOrderMSB", "BinaryDataByteOrderMSB"}) {
+    if (fields.count(name) > 0) data.bigEndian = isTrue(fields.at(name));
+  }
   if (compressed) data.compressedSize = valueOf(fields, "CompressedDataSize", "nothing");
   if (file == "LOCAL" || file == "Local" || file == "local") {
     data.file = path;
     data.offset = positionOf(header);
   } else {
     data.file = path.parent_path() / file;
-    // −1 stands for "at the end of the file", which any file satisfies that is long enough.
+    // −1 stands for "at the end of the file".
     int const skipped = parseInteger(valueOf(fields, "HeaderSize", "0")).value_or(0);
     if (skipped > 0) data.offset = static_cast<std::uint64_t>(skipped);
+    data.atEnd = skipped < 0;
   }
   return data;
 }
@@ -146,12 +155,14 @@ std::optional<ImageData> nrrdData(std::filesystem::path const& path) {
   ImageData data;
   data.file = path;
   data.offset = positionOf(header);
+  data.bigEndian = valueOf(fields, "endian", "little") == "big";
   std::string const elsewhere = valueOf(fields, "data file", valueOf(fields, "datafile", ""));
   bool const skips = fields.count("byte skip") + fields.count("byteskip") + fields.count("line skip") +
                          fields.count("lineskip") >
                      0;
   if (!skips && encoding == "raw") data.coding = Coding::plain;
   if (!skips && (encoding == "gzip" || encoding == "gz")) data.coding = Coding::compressed;
+  if (!skips && (encoding == "ascii" || encoding == "text" || encoding == "txt")) data.coding = Coding::text;
   if (elsewhere.empty()) return data;
   if (elsewhere.starts_with("LIST") || elsewhere.find('%') != std::string::npos) return std::nullopt;
   data.file = path.parent_path() / elsewhere;
@@ -180,14 +191,21 @@ ImageData vtkData(std::filesystem::path const& path) {
   std::ifstream header(path, std::ios::binary);
   ImageData data;
   data.file = path;
-  // The table's name, which is optional, is the last line before the numbers.
+  data.bigEndian = true;
+  Coding coding = Coding::other;
   std::string line;
   for (int k = 0; k < 32 && std::getline(header, line); ++k) {
-    if (line.starts_with("ASCII")) data.coding = Coding::text;
-    if (line.starts_with("BINARY")) data.coding = Coding::plain;
-    bool const table = line.starts_with("LOOKUP_TABLE") || line.starts_with("lookup_table");
-    if (table || line.starts_with("SCALARS") || line.starts_with("scalars")) data.offset = positionOf(header);
-    if (table) break;
+    line = inSmallLetters(line);
+    if (line.starts_with("ascii")) coding = Coding::text;
+    if (line.starts_with("binary")) coding = Coding::plain;
+    if (!line.starts_with("scalars")) continue;
+    data.coding = coding;
+    data.offset = positionOf(header);
+    // The table's name, which is optional, is the last line before the numbers.
+    if (std::getline(header, line) && inSmallLetters(line).starts_with("lookup_table")) {
+      data.offset = positionOf(header);
+    }
+    break;
   }
   return data;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -18,6 +19,8 @@ struct ImageData {
   std::filesystem::path file;  ///< the file that holds the voxels, often the header's own
   std::uint64_t offset = 0;    ///< where they begin in it
   Coding coding = Coding::other;
+  bool bigEndian = std::endian::native == std::endian::big;
+  bool atEnd = false;  ///< whether they are the last bytes of the file instead, wherever they begin
   std::optional<std::string> compressedSize = std::nullopt;  ///< as a MetaImage header has it
 };
 

@@ -16,7 +16,34 @@
 namespace lorb::tools {
 namespace {
 
-constexpr std::int16_t codeFloat = 16, codeDouble = 64;
+/// The element type of a NIfTI code.
+TypeID typeOfCode(std::int16_t code) {
+  switch (code) {
+    case 2:
+      return typeUInt8;
+    case 4:
+      return typeInt16;
+    case 8:
+      return typeInt32;
+    case 16:
+      return typeFloat;
+    case 64:
+      return typeDouble;
+    case 256:
+      return typeInt8;
+    case 512:
+      return typeUInt16;
+    case 768:
+      return typeUInt32;
+    case 1024:
+      return typeInt64;
+    case 1280:
+      return typeUInt64;
+    default:
+      return typeNone;
+  }
+}
+
 constexpr unsigned headerBytes = 348;
 struct Offset {
   static constexpr std::size_t type = 70, data = 108, slope = 112, intercept = 116;
@@ -67,8 +94,8 @@ std::optional<NiftiFloats> niftiFloats(std::filesystem::path const& path) {
   NiftiFloats floats;
   floats.swapped = loaded<std::int32_t>(header, false) != int(headerBytes);
   auto const type = loaded<std::int16_t>(header + Offset::type, floats.swapped);
-  if (type != codeFloat && type != codeDouble) return std::nullopt;
-  floats.isDouble = type == codeDouble;
+  floats.stored = typeOfCode(type);
+  if (floats.stored == typeNone) return std::nullopt;
   double const offset = loaded<float>(header + Offset::data, floats.swapped);
   if (!(offset >= headerBytes && offset < 1e15)) return std::nullopt;
   floats.offset = static_cast<std::uint64_t>(offset);
@@ -87,10 +114,10 @@ void readNiftiFloats(std::filesystem::path const& path, NiftiFloats const& float
   File const file(gzopen(path.c_str(), "rb"));
   if (file == nullptr) refuseInput(path, "can't be opened");
   gzbuffer(file.get(), 1U << 18);
-  std::uint64_t const element = floats.isDouble ? sizeof(double) : sizeof(float);
+  std::uint64_t const element = bytesOf(floats.stored);
   std::vector<char> bytes(region.size[0] * element);
   visitElementType(voxels.type_id(), [&]<class T>(std::type_identity<T>) {
-    if constexpr (std::is_floating_point_v<T>) {
+    if constexpr (!std::is_same_v<T, bool>) {
       auto& typed = static_cast<TImageDataset<T, 3>&>(voxels);
       for (std::uint64_t z = 0; z < region.size[2]; ++z) {
         for (std::uint64_t y = 0; y < region.size[1]; ++y) {
@@ -99,7 +126,9 @@ void readNiftiFloats(std::filesystem::path const& path, NiftiFloats const& float
               (slice * extents[1] + region.begin[1] + y) * extents[0] + region.begin[0];
           readBytes(file.get(), floats.offset + first * element, bytes, path);
           T* const row = &typed(0, y, z);
-          floats.isDouble ? convertRow<double>(bytes, floats, row) : convertRow<float>(bytes, floats, row);
+          visitElementType(floats.stored, [&]<class Stored>(std::type_identity<Stored>) {
+            convertRow<Stored>(bytes, floats, row);
+          });
         }
       }
     }

@@ -4,11 +4,13 @@
 #include "tools/base/parseNumber.h"
 #include "tools/volume/compressedData.h"
 #include "tools/volume/imageHeader.h"
+#include "tools/volume/itkImageIO.h"
 #include "tools/volume/niftiHeader.h"
 
 #include <itkMetaDataObject.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -56,46 +58,14 @@ void requireCompressedSize(ImageData const& data, fs::path const& path) {
                         std::to_string(bytes) + ", as many bytes as follow");
 }
 
-/// The number of elements that there is text for: up to the first word that is no number, one more than
-/// `most` at most.
-std::uint64_t countNumbers(std::istream& text, std::uint64_t most) {
-  std::uint64_t count = 0;
-  for (std::string word; count <= most && text >> word; ++count) {
-    char* end = nullptr;
-    std::strtod(word.c_str(), &end);
-    if (*end != '\0') break;
-  }
-  return count;
-}
-
-/// Throws `InputError` unless the data holds `voxels` elements of `bytes` bytes in all.
-void requireWhole(ImageData const& data, std::uint64_t voxels, std::uint64_t bytes, fs::path const& path) {
-  std::ifstream stream(data.file, std::ios::binary);
-  stream.seekg(static_cast<std::streamoff>(data.offset));
-  auto const requireEnough = [&](std::uint64_t found) {
-    if (found >= bytes) return;
-    refuseInput(path, "is incomplete: holds " + std::to_string(found) + " bytes of data; expected " +
-                          std::to_string(bytes));
-  };
-  switch (data.coding) {
-    case Coding::plain:
-      return requireEnough(bytesIn(data, path));
-    case Coding::compressed: {
-      if (data.compressedSize) requireCompressedSize(data, path);
-      auto const size = inflatedSize(stream);
-      if (!size) refuseInput(path, "is damaged or incomplete: its compressed data is not whole");
-      return requireEnough(*size);
-    }
-    case Coding::text: {
-      std::uint64_t const found = countNumbers(stream, voxels);
-      if (found == voxels) return;
-      refuseInput(path, "is damaged or incomplete: holds " +
-                            (found > voxels ? "more than " + std::to_string(voxels) : std::to_string(found)) +
-                            " numbers; expected " + std::to_string(voxels));
-    }
-    case Coding::other:
-      return;  // the reader notices
-  }
+/// Throws `InputError` when the data is shorter than `bytes` bytes, as far as its size in the file tells.
+void requireWhole(ImageData const& data, std::uint64_t bytes, fs::path const& path) {
+  if (data.compressedSize) requireCompressedSize(data, path);
+  if (data.coding != Coding::plain) return;
+  std::uint64_t const found = bytesIn(data, path);
+  if (found >= bytes) return;
+  refuseInput(path, "is incomplete: holds " + std::to_string(found) + " bytes of data; expected " +
+                        std::to_string(bytes));
 }
 
 /// Where a MetaImage or NRRD file keeps its voxels: in a file that can be opened, and without waiting.
@@ -125,24 +95,32 @@ void requireSaneHeader(fs::path const& path, FileFormat format) {
   if (mayBeTwoFiles(format)) dataOf(path, format);
 }
 
+std::optional<StoredVoxels> storedVoxels(itk::ImageIOBase const& io, fs::path const& path,
+                                         FileFormat format) {
+  if (!mayBeTwoFiles(format) && format != FileFormat::vtk) return std::nullopt;
+  ImageData const data = format == FileFormat::vtk ? vtkData(path) : dataOf(path, format);
+  std::uint64_t const bytes = voxelCountIn(io) * io.GetComponentSize();
+  requireWhole(data, bytes, path);
+  if (data.coding == Coding::other || (data.atEnd && data.coding != Coding::plain)) return std::nullopt;
+  StoredVoxels voxels;
+  voxels.input = path;
+  voxels.file = data.file;
+  voxels.offset = data.atEnd ? bytesIn(data, path) - bytes : data.offset;
+  voxels.coding = data.coding;
+  voxels.type = typeOf(io.GetComponentType());
+  voxels.swapped = data.bigEndian != (std::endian::native == std::endian::big);
+  return voxels;
+}
+
 void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileFormat format) {
-  std::uint64_t const voxels = voxelCountIn(io), bytes = voxels * io.GetComponentSize();
-  switch (format) {
-    case FileFormat::nifti: {
-      bool const compressed = extensionOf(path) == ".nii.gz";
-      ImageData const data = {path, 0, compressed ? Coding::compressed : Coding::plain};
-      return requireWhole(data, voxels, niftiSize(io), path);
-    }
-    case FileFormat::metaImage:
-    case FileFormat::nrrd:
-      return requireWhole(dataOf(path, format), voxels, bytes, path);
-    case FileFormat::vtk:
-      return requireWhole(vtkData(path), voxels, bytes, path);
-    case FileFormat::tiff:
-    case FileFormat::dicom:
-    case FileFormat::vti:
-      return;  // their readers notice
-  }
+  if (format != FileFormat::nifti) return;  // the others' readers notice
+  if (extensionOf(path) != ".nii.gz") return requireWhole({path, 0, Coding::plain}, niftiSize(io), path);
+  std::ifstream stream(path, std::ios::binary);
+  auto const size = inflatedSize(stream);
+  if (!size) refuseInput(path, "is damaged or incomplete: its compressed data is not whole");
+  if (*size >= niftiSize(io)) return;
+  refuseInput(path, "is incomplete: holds " + std::to_string(*size) + " bytes of data; expected " +
+                        std::to_string(niftiSize(io)));
 }
 
 std::vector<fs::path> filesOf(fs::path const& path, FileFormat format) {

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "tools/volume/FileFormat.h"
+#include "tools/volume/StoredVoxels.h"
 #include "tools/volume/itkCompiler.h"
 
 #include <itkImageIOBase.h>
 
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 namespace lorb::tools {
@@ -15,9 +17,16 @@ namespace lorb::tools {
 /// they are and come to grief with, or names a data file that it would wait for or not find.
 void requireSaneHeader(std::filesystem::path const& path, FileFormat format);
 
-/// Throws `InputError` when the data behind the header that `io` has read is shorter than the header says, or
-/// is compressed and damaged, neither of which ITK notices. Linear in the file where that is compressed.
+/// Throws `InputError` when the data of a NIfTI file behind the header that `io` has read is shorter than the
+/// header says, or is compressed and damaged, neither of which ITK notices. Linear in the file where that is
+/// compressed.
 void requireWholeFile(itk::ImageIOBase const& io, std::filesystem::path const& path, FileFormat format);
+
+/// How a MetaImage, NRRD or legacy VTK file holds its voxels, but for their extents: by which ITK's reader,
+/// which misses errors of reading, is not needed for them. Nothing for all other formats and for what only
+/// that reader knows. Throws `InputError` when the file is shorter than its header says.
+std::optional<StoredVoxels> storedVoxels(itk::ImageIOBase const& io, std::filesystem::path const& path,
+                                         FileFormat format);
 
 /// The files that such a file is read from: itself, and the one that its header names for the voxels.
 std::vector<std::filesystem::path> filesOf(std::filesystem::path const& path, FileFormat format);
