@@ -67,6 +67,10 @@ class Tool : public testing::Test {
  protected:
   Tool() {
     writeVolume(sampleVolume(typeInt16, {20, 18, 6}), folder / "good.nii.gz", false);
+    Volume elsewhere = sampleVolume(typeInt16, {20, 18, 6});
+    elsewhere.geometry.spacing[2] = 3.0;
+    elsewhere.geometry.origin[0] += 5.0;
+    writeVolume(elsewhere, folder / "elsewhere.mha", false);
     writeContent(folder / "empty.nii", "");
     std::string const whole = contentOf(folder / "good.nii.gz");
     writeContent(folder / "cut.nii.gz", whole.substr(0, whole.size() / 2));
@@ -173,6 +177,10 @@ INSTANTIATE_TEST_SUITE_P(
                 "needs --preview"},
         BadCase{"PreviewOverOtherSize", "good.nii.gz -o a.mha --preview a.png --preview-over zeros.mha", 3,
                 "zeros.mha: has 1 × 1 × 3 voxels; expected those of the map, 20 × 18 × 6"},
+        BadCase{
+            "PreviewOverOtherPlace", "good.nii.gz -o a.mha --preview a.png --preview-over elsewhere.mha", 3,
+            "elsewhere.mha: lies elsewhere than the input: spacing 0.75 × 1.25 × 3, not 0.75 × 1.25 × 2.5; "
+            "first voxel at "},
         BadCase{"ExistingPreview", "good.nii.gz -o a.mha --preview old.png", 4, "old.png: exists"},
         BadCase{"TwoOutputs", "good.nii.gz -o - --json -", 2, "share standard output"},
         BadCase{"ExistingReport", "good.nii.gz -o a.mha --json notes.txt", 4, "notes.txt: exists"},

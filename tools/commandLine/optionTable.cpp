@@ -43,8 +43,8 @@ constexpr OptionRow rows[] = {
      "boundary, "
      "or slab by slab among all.",
      "<file>", false},
-    {map, "--preview-over", "G", "grey image beneath: input, or a file of the same size", "", "input <file>",
-     false},
+    {map, "--preview-over", "G", "grey image beneath: input, or a file on the same grid",
+     "A file must have as many voxels as the input, in the same place.", "input <file>", false},
     {map, "--json", "FILE", "report for programs; - is standard output", "", "<file>", false},
 
     {run, "--threads", "N", "threads to compute on (default: one per processor)",

@@ -10,9 +10,17 @@ namespace {
 
 std::unique_ptr<VolumeSource> openGrey(std::filesystem::path const& path, VolumeSource const& source) {
   auto grey = openVolume(path);
-  if (grey->header().extents == source.header().extents) return grey;
-  refuseInput(path, "has " + toText(grey->header().extents) + " voxels; expected those of the map, " +
-                        toText(source.header().extents));
+  VolumeHeader const &found = grey->header(), &expected = source.header();
+  if (found.extents != expected.extents) {
+    refuseInput(path, "has " + toText(found.extents) + " voxels; expected those of the map, " +
+                          toText(expected.extents));
+  }
+  if (!samePlace(expected.geometry, found.geometry, expected.extents)) {
+    refuseInput(path, "lies elsewhere than the input: " +
+                          placeDifferences(found.geometry, expected.geometry, expected.extents) +
+                          "; expected an image on the same grid");
+  }
+  return grey;
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ namespace lorb::tools {
 class MapPicture {
  public:
   /// Of maps of `source`, over the image that the options name. Throws `InputError` when that image has other
-  /// extents.
+  /// extents or lies elsewhere.
   MapPicture(Options const& options, VolumeSource const& source);
 
   /// All files that the image beneath is read from, beside the input.

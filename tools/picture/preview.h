@@ -44,10 +44,11 @@ struct PreviewSettings {
 /// Colours run from blue (inside) over white (the boundary) to red (outside) and stand for a round range that
 /// 85 % of the distances lie in; pointed ends of the bar say that there are farther ones. The
 /// boundary is a black line. Where a grey image lies beneath, it is windowed from the 1st to the 99th
-/// percentile of its shown values. Sides are to scale by the spacing, or a note says that they aren't. Slices
-/// that lack an inside or an outside say so in words and leave the range alone; voxels that are NaN are grey,
-/// or without colour on a grey image. Slice numbers count from 0. The picture is at most 1600 pixels wide and
-/// 1200 high, and the same input gives the same bytes.
+/// percentile of its shown values. Sides are to scale by the spacing, or a note says that they aren't.
+/// Letters name the patient's sides, or a note does where panels are small, or says that they are unknown.
+/// Slices that lack an inside or an outside say so in words and leave the range alone; voxels that are NaN
+/// are grey, or without colour on a grey image. Slice numbers count from 0. The picture is at most 1600
+/// pixels wide and 1200 high, and the same input gives the same bytes.
 class Preview {
  public:
   /// For a map of these extents. Throws `std::invalid_argument` when an extent is 0, when the slices asked

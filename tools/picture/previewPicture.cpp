@@ -79,6 +79,11 @@ double widestLabel(DistanceScale const& scale) {
                   ruler.textWidth(tickLabel(-scale.step), textSize));
 }
 
+/// Pixels that a line of text takes.
+int lengthOf(std::string const& text) {
+  return static_cast<int>(std::ceil(Canvas(1, 1).textWidth(text, textSize)));
+}
+
 /// Draws the parts of one picture.
 class Picture {
  public:
@@ -89,28 +94,51 @@ class Picture {
         window_(windowOf(content.greys)),
         montageHeight_(std::max(layout.height(), scale_ ? leastBarHeight : 0)),
         labelWidth_(scale_ ? widestLabel(*scale_) : 0.0),
-        canvas_(2 * margin + layout.width() + (scale_ ? barSpace() : 0),
-                2 * margin + montageHeight_ + (notes().empty() ? 0 : noteHeight)) {}
+        notes_(notes()),
+        canvas_(2 * margin + std::max(layout.width() + (scale_ ? barSpace() : 0), lengthOf(notes_)),
+                2 * margin + montageHeight_ + (notes_.empty() ? 0 : noteHeight)) {}
 
   std::string png() {
     for (std::size_t k = 0; k < content_.maps.size(); ++k) drawCell(k);
     if (!content_.maps.empty()) drawSides(panelOf(0));
     if (scale_) drawBar();
-    canvas_.text({double(margin), margin + montageHeight_ + 30.0}, notes(), Align::left, textSize, black);
+    canvas_.text({double(margin), margin + montageHeight_ + 30.0}, notes_, Align::left, textSize, black);
     return canvas_.png();
   }
 
  private:
+  /// What the picture itself does not show, in one line.
   std::string notes() const {
+    std::string text;
+    for (std::string const& note : {scaleNote(), gapNote(), sidesNote()}) {
+      if (!note.empty()) text += (text.empty() ? "" : "; ") + note;
+    }
+    return text;
+  }
+
+  std::string scaleNote() const { return layout_.toScale ? "" : "height and width not to scale"; }
+
+  std::string gapNote() const {
     bool const gaps = std::any_of(content_.maps.begin(), content_.maps.end(), [](SliceGrid const& map) {
       return hasBoundary(map) && std::any_of(map.samples.begin(), map.samples.end(),
                                              [](float sample) { return std::isnan(sample); });
     });
-    std::string text = layout_.toScale ? "" : "sides not to scale";
-    if (gaps)
-      text += std::string(text.empty() ? "" : "; ") + (content_.greys.empty() ? "grey" : "no colour") +
-              ": no value";
-    return text;
+    if (!gaps) return "";
+    return content_.greys.empty() ? "grey: no value" : "no colour: no value";
+  }
+
+  /// The sides of the patient, unless letters name them.
+  std::string sidesNote() const {
+    SliceOrientation const& sides = content_.orientation;
+    if (content_.maps.empty() || hasLetters()) return "";
+    if (sides.left == 0) return "orientation unknown";
+    return std::string("left ") + sides.left + ", right " + sides.right + ", top " + sides.top + ", bottom " +
+           sides.bottom;
+  }
+
+  bool hasLetters() const {
+    constexpr int least = 100;
+    return content_.orientation.left != 0 && layout_.panelWidth >= least && layout_.panelHeight >= least;
   }
 
   int barSpace() const {
@@ -199,8 +227,8 @@ class Picture {
 
   /// Letters of the patient's sides along the edges of a panel, where there is room.
   void drawSides(Rectangle const& panel) {
+    if (!hasLetters()) return;
     SliceOrientation const& sides = content_.orientation;
-    if (sides.left == 0 || panel.width < 100 || panel.height < 100) return;
     double const x = panel.x + panel.width / 2, y = panel.y + panel.height / 2;
     drawSide({panel.x + 14, y}, sides.left);
     drawSide({panel.x + panel.width - 14, y}, sides.right);
@@ -270,6 +298,7 @@ class Picture {
   Window window_;
   int montageHeight_;
   double labelWidth_;
+  std::string notes_;
   Canvas canvas_;
 };
 

@@ -118,6 +118,48 @@ bool equalVoxels(ImageDataset const& a, ImageDataset const& b) {
   return equal;
 }
 
+namespace {
+
+/// The same place, its origin at the first voxel.
+Geometry fromFirstVoxel(Geometry geometry) {
+  geometry.origin = geometry.firstVoxel();
+  for (double& coordinate : geometry.origin) coordinate += 0.0;  // −0 is for nobody to read
+  geometry.firstIndex = {0, 0, 0};
+  return geometry;
+}
+
+/// The unit vectors along x, y and z, with four decimals.
+std::string axesText(Geometry const& geometry) {
+  std::string text;
+  for (std::size_t axis = 0; axis < 3; ++axis) {
+    text += axis == 0 ? "(" : ", (";
+    for (std::size_t row = 0; row < 3; ++row) {
+      double const rounded = std::round(geometry.direction[row][axis] * 1e4) / 1e4;
+      text += (row == 0 ? "" : " ") + toText(rounded + 0.0);  // without a sign of 0
+    }
+    text += ")";
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string placeDifferences(Geometry const& found, Geometry const& expected, Extents const& extents) {
+  Geometry const there = fromFirstVoxel(found), here = fromFirstVoxel(expected);
+  std::string text;
+  auto const tell = [&](auto part, std::string const& name, auto const& textOf) {
+    Geometry other = here;
+    other.*part = there.*part;
+    if (samePlace(here, other, extents)) return;
+    text += (text.empty() ? "" : "; ") + name + textOf(there) + ", not " + textOf(here);
+  };
+  tell(&Geometry::spacing, "spacing ", [](Geometry const& geometry) { return toText(geometry.spacing); });
+  tell(&Geometry::direction, "axes along ", axesText);
+  tell(&Geometry::origin, "first voxel at ",
+       [](Geometry const& geometry) { return toText(geometry.origin); });
+  return text.empty() ? "spacing, axes and first voxel by a little each" : text;
+}
+
 bool samePlace(Geometry const& a, Geometry const& b, Extents const& extents) {
   double const voxel = *std::min_element(a.spacing.begin(), a.spacing.end());
   for (unsigned corner = 0; corner < 8; ++corner) {

@@ -88,4 +88,8 @@ bool equalVoxels(ImageDataset const& a, ImageDataset const& b);
 /// a thousandth of a voxel and the rounding of single-precision files.
 bool samePlace(Geometry const& a, Geometry const& b, Extents const& extents);
 
+/// In what a geometry differs from the expected one, where they are not the same place: "spacing 1 × 1 × 2,
+/// not 1 × 1 × 3; first voxel at 0 × 0 × 5, not 0 × 0 × 0".
+std::string placeDifferences(Geometry const& found, Geometry const& expected, Extents const& extents);
+
 }  // namespace lorb::tools

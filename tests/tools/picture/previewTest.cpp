@@ -145,6 +145,33 @@ TEST(Preview, LettersOfSidesStandOnPlates) {
   EXPECT_LT(lightAtTop(std::nullopt), 250);
 }
 
+TEST(Preview, NotesTheSidesWhereThereIsNoRoomForLetters) {
+  // Symmetrical, so that only what is written of left and right can differ.
+  DistanceMap const narrow = mapOf({2, 40, 1}, [](auto, std::uint64_t y, auto) { return y < 20; });
+  Directions const toTheLeft = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+  Directions const sagittal = {{{0, 0, 1}, {1, 0, 0}, {0, 1, 0}}};  // columns: to P, S and L
+  DecodedPicture const axial(pngOf(narrow, {.directions = toTheLeft}));
+  DecodedPicture const other(pngOf(narrow, {.directions = sagittal}));
+  ASSERT_LT(Panel(axial).width, 100);
+  auto const notePixels = [](DecodedPicture const& picture) {
+    int dark = 0;
+    Panel const panel(picture);
+    for (int y = panel.top + panel.height + 10; y < picture.height; ++y) {
+      for (int x = 0; x < picture.width; ++x) dark += difference(picture.at(x, y), {20, 20, 20}) < 30;
+    }
+    return dark;
+  };
+  EXPECT_GT(notePixels(axial), 300);
+  EXPECT_NE(notePixels(axial), notePixels(other)) << "other letters";
+}
+
+TEST(Preview, NotesThatSidesAreUnknown) {
+  Directions const axial = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
+  int const without = DecodedPicture(pngOf(halves())).height;
+  int const with = DecodedPicture(pngOf(halves(), {.directions = axial})).height;
+  EXPECT_GT(without, with) << "by the line of the note";
+}
+
 TEST(Preview, SlicesWithoutABoundaryLeaveTheColoursAlone) {
   for (bool const full : {false, true}) {
     DistanceMap const map =
