@@ -3,12 +3,14 @@
 import gzip
 import itertools
 import os
+import re
 import struct
 import subprocess
 import sys
 import tempfile
 
 import nibabel
+import nibabel.spm2analyze
 import numpy
 
 
@@ -115,6 +117,8 @@ def main(tool):
             numpy.testing.assert_allclose(nibabel.load(result).get_fdata(), brute_force(inside), rtol=1e-6)
 
         check_several_volumes(tool, folder, affine)
+        check_places(tool, folder, affine)
+        check_kinds(tool, folder, affine)
 
 
 def set_scale(path, byte_order, scale):
@@ -137,6 +141,81 @@ def check_several_volumes(tool, folder, affine):
         for volume in range(4):
             run(tool, source, "--volume", str(volume), "-o", result, "--force")
             check_map(result, affine, brute_force(values[..., volume] > 0), (1, 1), source)
+
+
+def warnings_of(tool, *arguments):
+    done = subprocess.run([tool, *arguments], check=True, capture_output=True, text=True)
+    return [line for line in done.stderr.splitlines() if " warning: input " in line]
+
+
+def nrrd_affine(path):
+    """Where an NRRD file lies, to the right, anterior and superior as nibabel has it."""
+    with open(path, "rb") as file:
+        header = file.read().split(b"\n\n")[0].decode()
+    vectors = [[float(x) for x in vector.split(",")] for vector in re.findall(r"\(([^)]*)\)", header)]
+    assert "space: left-posterior-superior" in header and len(vectors) == 4, header
+    affine = numpy.eye(4)
+    affine[:3, :3], affine[:3, 3] = numpy.array(vectors[:3]).T, vectors[3]
+    return numpy.diag([-1, -1, 1, 1]) @ affine
+
+
+def check_places(tool, folder, affine):
+    """Of two placements the one that nibabel takes is kept in a format of one, and a warning tells of it."""
+    source, result = os.path.join(folder, "place.nii.gz"), os.path.join(folder, "place.nrrd")
+    mirrored = numpy.diag([-1, 1, 1, 1]) @ affine
+    for qform, sform, codes in ((affine, mirrored, (1, 4)), (mirrored, affine, (2, 2)), (affine, mirrored, (1, 0)),
+                                (mirrored, affine, (0, 3)), (affine, affine, (1, 1))):
+        image = nibabel.Nifti1Image(numpy.arange(60, dtype=numpy.int16).reshape(3, 4, 5), None)
+        image.set_qform(qform, codes[0])
+        image.set_sform(sform, codes[1])
+        nibabel.save(image, source)
+        warnings = warnings_of(tool, source, "-o", result, "--force", "--above", "30")
+        numpy.testing.assert_allclose(nrrd_affine(result), nibabel.load(source).affine, rtol=2e-6, atol=5e-6)
+        told = min(codes) > 0 and qform is not sform
+        assert len([line for line in warnings if "places its voxels twice" in line]) == told, (codes, warnings)
+
+
+def check_kinds(tool, folder, affine):
+    """NIfTI-2, pairs, Analyze and two dimensions, as nibabel writes and reads them."""
+    values = numpy.random.default_rng(7).integers(-3, 4, (7, 6, 5)).astype(numpy.int16)
+    kinds = (
+        (nibabel.Nifti1Image(values, affine), "a.nii"),
+        (nibabel.Nifti2Image(values, affine), "b.nii.gz"),
+        (nibabel.Nifti2Image(values, affine, nibabel.Nifti2Header(endianness=">")), "c.nii"),
+        (nibabel.Nifti1Pair(values, affine), "d.img"),
+        (nibabel.Nifti1Pair(values, affine, nibabel.nifti1.Nifti1PairHeader(endianness=">")), "e.hdr"),
+        (nibabel.nifti2.Nifti2Pair(values, affine), "f.hdr"),
+        (nibabel.spm2analyze.Spm2AnalyzeImage(values, None), "g.hdr"),
+        (nibabel.spm2analyze.Spm2AnalyzeImage(values, None, nibabel.spm2analyze.Spm2AnalyzeHeader(endianness=">")), "h.img"),
+    )
+    for number, (image, name) in enumerate(kinds):
+        analyze = isinstance(image, nibabel.spm2analyze.Spm2AnalyzeImage)
+        if analyze:
+            image.header.set_zooms((2.0, 3.0, 4.0))
+            if number % 2:
+                image.header["origin"][:3] = (2, 4, 5)
+        source, result = os.path.join(folder, name), os.path.join(folder, "kind.nii.gz")
+        nibabel.save(image, source)
+        if analyze and os.path.exists(source[:-4] + ".mat"):
+            os.remove(source[:-4] + ".mat")
+        original = nibabel.load(source)
+        assert type(original) is type(image), (name, type(original))
+        warnings = warnings_of(tool, source, "-o", result, "--force")
+        assert any("Analyze" in line for line in warnings) == analyze, (name, warnings)
+        found = nibabel.load(result)
+        assert (found.header["sizeof_hdr"] == 540) == (image.header["sizeof_hdr"] == 540), name
+        if analyze:
+            numpy.testing.assert_allclose(found.affine, original.affine, rtol=1e-6, atol=1e-6)
+        else:
+            numpy.testing.assert_array_equal(found.affine, original.affine)
+        numpy.testing.assert_allclose(found.get_fdata(), brute_force(values > 0), rtol=1e-6)
+
+    flat = nibabel.Nifti1Image(values[:, :, 2], affine)
+    nibabel.save(flat, source := os.path.join(folder, "flat.nii"))
+    run(tool, source, "-o", result, "--force")
+    found = nibabel.load(result)
+    numpy.testing.assert_array_equal(found.affine, nibabel.load(source).affine)
+    numpy.testing.assert_allclose(found.get_fdata(), brute_force(values[:, :, 2:3] > 0)[:, :, 0], rtol=1e-6)
 
 
 if __name__ == "__main__":

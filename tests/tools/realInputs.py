@@ -17,8 +17,8 @@ FOLDERS = {
     f"{PYTHON}/nibabel/tests/data": ("*.nii*", {
         "example4d.nii.gz": "holds 2 volumes; expected --volume K, K one of 0 to 1",
         "functional.nii": "holds 20 volumes; expected --volume K, K one of 0 to 19",
-        "example_nifti2.nii.gz": "is NIfTI-2; expected NIfTI-1",
-        "row_major.dconn.nii": "is NIfTI-2; expected NIfTI-1",
+        "example_nifti2.nii.gz": "holds 2 volumes; expected --volume K, K one of 0 to 1",
+        "row_major.dconn.nii": "volumes; expected --volume K",
     }),
 }
 

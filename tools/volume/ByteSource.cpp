@@ -60,16 +60,23 @@ class File {
 
 class PlainBytes : public ByteSource {
  public:
-  explicit PlainBytes(StoredBytes const& stored) : stored_(stored), file_(stored) {}
+  explicit PlainBytes(StoredBytes const& stored) : stored_(stored), file_(stored) {
+    std::uint64_t const length = file_.size();
+    std::uint64_t const behind = length > stored.offset ? length - stored.offset : 0;
+    if (behind < stored.size) refuseEnd(behind);
+  }
 
   void read(std::uint64_t position, std::span<std::byte> bytes) override {
     std::size_t const got = file_.read(position, bytes);
-    if (got == bytes.size()) return;
-    refuseInput(stored_.input, "is incomplete: holds " + std::to_string(position + got) +
-                                   " bytes of data; expected " + std::to_string(stored_.size));
+    if (got < bytes.size()) refuseEnd(position + got);
   }
 
  private:
+  [[noreturn]] void refuseEnd(std::uint64_t found) const {
+    refuseInput(stored_.input, "is incomplete: holds " + std::to_string(found) + " bytes of data; expected " +
+                                   std::to_string(stored_.size));
+  }
+
   StoredBytes stored_;
   File file_;
 };

@@ -28,7 +28,7 @@ struct StoredBytes {
   std::uint64_t size = 0;       ///< how many there have to be, uncompressed
 };
 
-/// The bytes as they are in the file. Throws `InputError` when it can't be opened.
+/// The bytes as they are in the file. Throws `InputError` when it can't be opened or is too short.
 std::unique_ptr<ByteSource> openPlainBytes(StoredBytes const& stored);
 
 /// Bytes that the gzip or zlib data from the offset to the end of the file unfolds to; of several gzip

@@ -269,10 +269,6 @@ bool sameOrientation(std::string const& a, std::string const& b) {
                                                    [](double x, double y) { return std::abs(x - y) < 1e-4; });
 }
 
-std::string toMillimetres(double length) {
-  return toText(std::round(1000.0 * length) / 1000.0) + " mm";
-}
-
 /// Sorts the slices and tells what is between them.
 class Stack {
  public:

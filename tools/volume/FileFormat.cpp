@@ -8,11 +8,13 @@ namespace {
 struct Extension {
   std::string_view name;
   FileFormat format;
-  std::string_view oneFile;  ///< as the format's writer keeps all in one file
+  std::string_view oneFile;  ///< as the format's writer keeps all in one file; empty where it writes none
 };
 
 constexpr Extension extensions[] = {
     {".nii", FileFormat::nifti, ".nii"},     {".nii.gz", FileFormat::nifti, ".nii.gz"},
+    {".hdr", FileFormat::nifti, ""},         {".img", FileFormat::nifti, ""},
+    {".hdr.gz", FileFormat::nifti, ""},      {".img.gz", FileFormat::nifti, ""},
     {".mha", FileFormat::metaImage, ".mha"}, {".mhd", FileFormat::metaImage, ".mha"},
     {".nrrd", FileFormat::nrrd, ".nrrd"},    {".nhdr", FileFormat::nrrd, ".nrrd"},
     {".vtk", FileFormat::vtk, ".vtk"},
@@ -20,7 +22,7 @@ constexpr Extension extensions[] = {
     {".vti", FileFormat::vti, ".vti"},
 #endif
     {".tif", FileFormat::tiff, ".tif"},      {".tiff", FileFormat::tiff, ".tiff"},
-    {".dcm", FileFormat::dicom, ".dcm"},     {".ima", FileFormat::dicom, ".ima"},
+    {".dcm", FileFormat::dicom, ""},         {".ima", FileFormat::dicom, ""},
 };
 
 Extension const* find(std::filesystem::path const& path) {
@@ -36,7 +38,7 @@ template <class Belongs>
 std::string listed(Belongs belongs) {
   std::string list;
   for (Extension const& extension : extensions) {
-    if (belongs(extension.format)) list += (list.empty() ? "" : ", ") + std::string(extension.name);
+    if (belongs(extension)) list += (list.empty() ? "" : ", ") + std::string(extension.name);
   }
   return list;
 }
@@ -79,15 +81,16 @@ std::string oneFileExtensionOf(std::filesystem::path const& path) {
 }
 
 std::string readableExtensions() {
-  return listed([](FileFormat) { return true; });
+  return listed([](Extension const&) { return true; });
 }
 
 std::string writableExtensions() {
-  return listed(isWritable);
+  return listed([](Extension const& extension) { return !extension.oneFile.empty(); });
 }
 
-bool isWritable(FileFormat format) {
-  return format != FileFormat::dicom;
+bool isWritable(std::filesystem::path const& path) {
+  Extension const* const extension = find(path);
+  return extension != nullptr && !extension->oneFile.empty();
 }
 
 }  // namespace lorb::tools

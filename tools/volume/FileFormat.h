@@ -25,7 +25,7 @@ std::string oneFileExtensionOf(std::filesystem::path const& path);
 std::string readableExtensions();
 std::string writableExtensions();
 
-/// Whether maps are written in this format.
-bool isWritable(FileFormat format);
+/// Whether maps are written in files of this name.
+bool isWritable(std::filesystem::path const& path);
 
 }  // namespace lorb::tools

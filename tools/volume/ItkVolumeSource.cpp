@@ -4,8 +4,6 @@
 #include "tools/volume/crashFence.h"
 #include "tools/volume/imageHeader.h"
 #include "tools/volume/itkImageIO.h"
-#include "tools/volume/niftiFloats.h"
-#include "tools/volume/niftiHeader.h"
 #include "tools/volume/wholeFile.h"
 
 #include <algorithm>
@@ -31,12 +29,9 @@ std::uint64_t product(Counts const& counts, std::size_t first) {
                          counts.end(), std::uint64_t(1), std::multiplies<>());
 }
 
-void requireDimensions(itk::ImageIOBase const& io, fs::path const& path, FileFormat format) {
+void requireDimensions(itk::ImageIOBase const& io, fs::path const& path) {
   unsigned const dimensions = io.GetNumberOfDimensions();
-  // A two-dimensional NIfTI file is placed in space, but ITK gives only the part within its plane.
-  if (dimensions < 2 || (dimensions == 2 && format == FileFormat::nifti)) {
-    refuseInput(path, "has " + std::to_string(dimensions) + " dimensions; expected 3");
-  }
+  if (dimensions < 2) refuseInput(path, "has " + std::to_string(dimensions) + " dimensions; expected 3");
 }
 
 itk::ImageIOBase::Pointer openFenced(fs::path const& path, FileFormat format) {
@@ -59,20 +54,15 @@ class ItkVolumeSource : public VolumeSource {
   ItkVolumeSource(fs::path path, FileFormat format, InputChoice const& choice)
       : path_(std::move(path)), format_(format), io_(openFenced(path_, format)) {
     requireScalars(*io_, path_);
-    requireDimensions(*io_, path_, format);
+    requireDimensions(*io_, path_);
     header_.extents = extentsIn(*io_, path_);
     header_.type = typeOf(io_->GetComponentType());
     header_.geometry = geometryIn(*io_);
     header_.inPatient = format != FileFormat::vtk;
     if (format == FileFormat::vtk) completePlace(header_.geometry, path_);
     requirePlace(header_.geometry, path_);
-    if (format == FileFormat::nifti) {
-      header_.notes = niftiNotes(path_);
-      floats_ = niftiFloats(path_);
-    }
     counts_ = countsIn(*io_);
     volume_ = chosenVolume(product(counts_, 3), choice, path_);
-    requireWholeFile(*io_, path_, format);
     if (auto stored = storedVoxels(*io_, path_, format)) {
       stored->extents = header_.extents;
       stored->volumes = volumeCount();
@@ -85,26 +75,19 @@ class ItkVolumeSource : public VolumeSource {
 
   bool readsParts() const override {
     if (reader_) return reader_->readsParts();
-    if (format_ == FileFormat::nifti) return extensionOf(path_) != ".nii.gz";
     return io_->CanStreamRead();
   }
 
-  std::uint64_t workBytes(Region const& region) const override {
+  std::uint64_t workBytes(Region const&) const override {
     if (reader_) return 0;
     std::uint64_t const element = io_->GetComponentSize();
-    if (!readsRegions()) return volumeCount() > 1 ? product(counts_, 0) * element : 0;
-    // NIfTI is read by elements of the file, then converted; compressed data are unfolded from memory.
-    return format_ == FileFormat::nifti || !readsParts() ? voxelCount(region.size) * element : 0;
+    return readsParts() || volumeCount() == 1 ? 0 : product(counts_, 0) * element;
   }
 
   std::unique_ptr<ImageDataset> read(Region const& region) override {
     if (reader_) return reader_->read(volume_, region, header_.type);
     auto voxels = makeVoxels(header_.type, region.size);
-    if (floats_) {
-      readNiftiFloats(path_, *floats_, header_.extents, volume_, region, *voxels);
-      return voxels;
-    }
-    if (readsRegions() || volumeCount() == 1) {
+    if (readsParts() || volumeCount() == 1) {
       readInto(dataOf(*voxels), ioRegion(region, 1, volume_));
     } else {
       copyVolume(*voxels);
@@ -116,9 +99,6 @@ class ItkVolumeSource : public VolumeSource {
 
  private:
   std::uint64_t volumeCount() const { return product(counts_, 3); }
-
-  /// Whether ITK reads regions at all, at whatever price.
-  bool readsRegions() const { return format_ == FileFormat::nifti || io_->CanStreamRead(); }
 
   /// `region` in `volumes` volumes of the file from number `first` on, the last dimensions being whole or 1.
   itk::ImageIORegion ioRegion(Region const& region, std::uint64_t volumes, std::uint64_t first) const {
@@ -156,7 +136,6 @@ class ItkVolumeSource : public VolumeSource {
   itk::ImageIOBase::Pointer io_;
   VolumeHeader header_;
   std::unique_ptr<VoxelReader> reader_;
-  std::optional<NiftiFloats> floats_;
   Counts counts_;
   std::uint64_t volume_ = 0;
 };

@@ -1,4 +1,4 @@
-// NIfTI, MetaImage, NRRD, legacy VTK and single DICOM files, through ITK.
+// MetaImage, NRRD, legacy VTK and single DICOM files, through ITK.
 #pragma once
 
 #include "tools/volume/FileFormat.h"

@@ -1,4 +1,4 @@
-// NIfTI, MetaImage, NRRD, legacy VTK and TIFF files, written through ITK.
+// MetaImage, NRRD, legacy VTK and TIFF files, written through ITK.
 #pragma once
 
 #include "tools/volume/FileFormat.h"
@@ -8,8 +8,8 @@
 
 namespace lorb::tools {
 
-/// Writes a file of the given format, in place, with what else that needs beside it for a while. The caller
-/// checks that it is complete. Throws `OutputError` with the reason alone.
+/// Writes a file of the given format, in place. The caller checks that it is complete. Throws `OutputError`
+/// with the reason alone.
 void writeItkVolume(Volume const& volume, std::filesystem::path const& path, FileFormat format);
 
 /// Writes `voxels` to their place in an uncompressed MetaImage file of single-precision numbers, which the

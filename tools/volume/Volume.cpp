@@ -28,6 +28,20 @@ Vector3 difference(Vector3 const& a, Vector3 const& b) {
   return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
 }
 
+/// Calls `f` with the two places of each corner of a volume.
+template <class F>
+void forEachCorner(Geometry const& a, Geometry const& b, Extents const& extents, F f) {
+  for (unsigned corner = 0; corner < 8; ++corner) {
+    Vector3 inA, inB;
+    for (unsigned axis = 0; axis < 3; ++axis) {
+      double const steps = (corner >> axis & 1U) != 0 ? double(extents[axis] - 1) : 0.0;
+      inA[axis] = a.firstIndex[axis] + steps;
+      inB[axis] = b.firstIndex[axis] + steps;
+    }
+    f(a.position(inA), b.position(inB));
+  }
+}
+
 }  // namespace
 
 Vector3 Geometry::position(Vector3 const& index) const {
@@ -88,6 +102,10 @@ std::string toText(Vector3 const& numbers) {
 
 std::string toText(double number) {
   return shortest(number);
+}
+
+std::string toMillimetres(double length) {
+  return toText(std::round(1000.0 * length) / 1000.0) + " mm";
 }
 
 std::string nameOf(TypeID type) {
@@ -160,21 +178,23 @@ std::string placeDifferences(Geometry const& found, Geometry const& expected, Ex
   return text.empty() ? "spacing, axes and first voxel by a little each" : text;
 }
 
+double farthestShift(Geometry const& a, Geometry const& b, Extents const& extents) {
+  double farthest = 0.0;
+  forEachCorner(a, b, extents, [&](Vector3 const& p, Vector3 const& q) {
+    farthest = std::max(farthest, length(difference(p, q)));
+  });
+  return farthest;
+}
+
 bool samePlace(Geometry const& a, Geometry const& b, Extents const& extents) {
   double const voxel = *std::min_element(a.spacing.begin(), a.spacing.end());
-  for (unsigned corner = 0; corner < 8; ++corner) {
-    Vector3 inA, inB;
-    for (unsigned axis = 0; axis < 3; ++axis) {
-      double const steps = (corner >> axis & 1U) != 0 ? double(extents[axis] - 1) : 0.0;
-      inA[axis] = a.firstIndex[axis] + steps;
-      inB[axis] = b.firstIndex[axis] + steps;
-    }
-    Vector3 const p = a.position(inA);
+  bool same = true;
+  forEachCorner(a, b, extents, [&](Vector3 const& p, Vector3 const& q) {
     double const allowed = 1e-3 * voxel + 1e-5 * length(difference(p, a.firstVoxel())) + 1e-6 * length(p);
     // Written so that NaN is no place at all.
-    if (!(length(difference(p, b.position(inB))) <= allowed)) return false;
-  }
-  return true;
+    if (!(length(difference(p, q)) <= allowed)) same = false;
+  });
+  return same;
 }
 
 }  // namespace lorb::tools

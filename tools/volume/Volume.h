@@ -39,10 +39,13 @@ struct Geometry {
 /// What a NIfTI header says beyond a geometry, and a map made from it keeps to the last bit. The file may
 /// place its voxels twice, for instance in the scanner and in an atlas, of which a geometry is one.
 struct NiftiNotes {
-  std::int16_t qformCode = 0, sformCode = 0;  ///< what the two placements refer to; 0 for none
-  std::array<float, 18> placements = {};      ///< quaternion, offset, and the rows of the affine matrix
-  std::array<float, 4> voxelSize = {};        ///< handedness of the quaternion, then spacing
-  char units = 0;
+  bool isVersion2 = false;                        ///< of NIfTI-2, which keeps double precision
+  bool isFlat = false;                            ///< of a file of two dimensions
+  int qformCode = 0, sformCode = 0;               ///< what the two placements refer to; 0 for none
+  Vector3 quaternion = {}, offset = {};           ///< the qform, with `voxelSize`
+  std::array<std::array<double, 4>, 3> matrix{};  ///< rows of the sform
+  std::array<double, 4> voxelSize = {};           ///< handedness of the quaternion, then spacing
+  int units = 0;
   std::string description, auxiliaryFile;
   bool operator==(NiftiNotes const&) const = default;
 };
@@ -78,11 +81,18 @@ std::string toText(Vector3 const& numbers);
 /// Fewest digits that name the number, whatever the locale: "0.5"
 std::string toText(double number);
 
+/// A length to the micrometre: "0.333 mm"
+std::string toMillimetres(double length);
+
 /// Name of an element type, such as "Int16"; "none" when `type` names no type.
 std::string nameOf(TypeID type);
 
 /// True when both volumes have the same type, extents and voxels, bit for bit.
 bool equalVoxels(ImageDataset const& a, ImageDataset const& b);
+
+/// How far the corner of a volume of these extents that moves most lies from where it does in the other
+/// geometry.
+double farthestShift(Geometry const& a, Geometry const& b, Extents const& extents);
 
 /// True when every corner of a volume of these extents lies where it does in the other geometry, within
 /// a thousandth of a voxel and the rounding of single-precision files.

@@ -4,6 +4,7 @@
 #include "tools/volume/DicomSeries.h"
 #include "tools/volume/ItkVolumeSource.h"
 #include "tools/volume/ItkVolumeWriter.h"
+#include "tools/volume/NiftiVolume.h"
 #include "tools/volume/TiffVolumeSource.h"
 #include "tools/volume/standardStreams.h"
 #ifdef LORB_TOOLS_WITH_VTI
@@ -41,6 +42,7 @@ void writeAs(FileFormat format, Volume const& volume, fs::path const& path) {
 #ifdef LORB_TOOLS_WITH_VTI
   if (format == FileFormat::vti) return writeVtiVolume(volume, path);
 #endif
+  if (format == FileFormat::nifti) return writeNiftiVolume(volume, path);
   writeItkVolume(volume, path, format);
 }
 
@@ -85,6 +87,7 @@ std::unique_ptr<VolumeSource> openVolume(fs::path const& path, InputChoice const
   if (format == FileFormat::vti) return openVtiVolume(path);
 #endif
   if (format == FileFormat::tiff) return openTiffVolume(path);
+  if (format == FileFormat::nifti) return openNiftiVolume(path, choice);
   return openItkVolume(path, format, choice);
 }
 
@@ -98,11 +101,14 @@ Volume readVolume(fs::path const& path, InputChoice const& choice) {
 }
 
 void requireWritableName(fs::path const& target) {
+  if (isStandardStream(target) || isWritable(target)) return;
   auto const format = formatOf(target);
-  if (isStandardStream(target) || (format && isWritable(*format))) return;
-  throw OutputError("output " + target.string() + ": " +
-                    (format ? nameOf(*format) + " files are not written" : "unknown extension") +
-                    "; expected one of " + writableExtensions());
+  std::string const reason = !format ? "unknown extension"
+                             : *format == FileFormat::nifti
+                                 ? "header and voxels are written in one file alone"
+                                 : nameOf(*format) + " files are not written";
+  throw OutputError("output " + target.string() + ": " + reason + "; expected one of " +
+                    writableExtensions());
 }
 
 void requireRoomForPlace(fs::path const& target, Geometry const& geometry, Extents const& extents) {

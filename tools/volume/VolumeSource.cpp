@@ -3,6 +3,7 @@
 #include "tools/base/errors.h"
 
 #include <cmath>
+#include <limits>
 
 namespace lorb::tools {
 namespace {
@@ -21,6 +22,19 @@ double determinant(std::array<Vector3, 3> const& m) {
 constexpr double greatest = 1e30;
 
 }  // namespace
+
+void requirePossibleSizes(std::span<std::int64_t const> sizes, std::filesystem::path const& path) {
+  std::int64_t bytes = 8;  // of the largest element, so that no later product can wrap around
+  for (std::size_t axis = 0; axis < sizes.size(); ++axis) {
+    std::int64_t const size = sizes[axis];
+    if (size < 1 || size > std::numeric_limits<int>::max() ||
+        bytes > std::numeric_limits<std::int64_t>::max() / size) {
+      refuseInput(path, "claims an impossible size of " + std::to_string(size) + " voxels along axis " +
+                            std::to_string(axis));
+    }
+    bytes *= size;
+  }
+}
 
 void requirePlace(Geometry const& geometry, std::filesystem::path const& path) {
   for (double const x : geometry.origin) {

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,10 @@ class VolumeSource {
   /// All files that the volume is read from.
   std::vector<std::filesystem::path> files;
 };
+
+/// Throws `InputError` unless each dimension has from 1 to 2³¹ − 1 voxels, and all together fit into memory
+/// that can be addressed.
+void requirePossibleSizes(std::span<std::int64_t const> sizes, std::filesystem::path const& path);
 
 /// Throws `InputError` unless origin, spacing and direction are numbers that files of every format can hold,
 /// the spacing is above 0 and the directions span the space.

@@ -19,11 +19,10 @@
 #include <vtkXMLImageDataWriter.h>
 
 #include <algorithm>
-#include <cmath>
+#include <array>
 #include <fstream>
 #include <ios>
 #include <iterator>
-#include <limits>
 #include <sstream>
 #include <string_view>
 
@@ -82,18 +81,13 @@ Extents extentsIn(vtkInformation& information, fs::path const& path) {
   if (information.Has(vtkStreamingDemandDrivenPipeline::WHOLE_EXTENT())) {
     information.Get(vtkStreamingDemandDrivenPipeline::WHOLE_EXTENT(), extent);
   }
-  Extents extents;
-  std::int64_t bytes = 8;  // of the largest element, so that no later product can wrap around
+  std::array<std::int64_t, 3> sizes;
   for (std::size_t axis = 0; axis < 3; ++axis) {
-    std::int64_t const count = std::int64_t(extent[2 * axis + 1]) - extent[2 * axis] + 1;
-    if (count < 1 || count > std::numeric_limits<int>::max() ||
-        bytes > std::numeric_limits<std::int64_t>::max() / count) {
-      refuseInput(path, "claims an impossible size of " + std::to_string(count) + " voxels along axis " +
-                            std::to_string(axis));
-    }
-    bytes *= count;
-    extents[axis] = static_cast<std::uint64_t>(count);
+    sizes[axis] = std::int64_t(extent[2 * axis + 1]) - extent[2 * axis] + 1;
   }
+  requirePossibleSizes(sizes, path);
+  Extents extents;
+  std::copy(sizes.begin(), sizes.end(), extents.begin());
   return extents;
 }
 

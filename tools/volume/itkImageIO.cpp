@@ -6,25 +6,22 @@
 #include <gdcmTrace.h>
 #include <itkGDCMImageIO.h>
 #include <itkMetaImageIO.h>
-#include <itkNiftiImageIO.h>
 #include <itkNrrdImageIO.h>
 #include <itkTIFFImageIO.h>
 #include <itkVTKImageIO.h>
 
 #include <algorithm>
 #include <iostream>
-#include <limits>
 #include <sstream>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 namespace lorb::tools {
 namespace fs = std::filesystem;
 
 itk::ImageIOBase::Pointer makeImageIO(FileFormat format) {
   switch (format) {
-    case FileFormat::nifti:
-      return itk::NiftiImageIO::New().GetPointer();
     case FileFormat::metaImage:
       return itk::MetaImageIO::New().GetPointer();
     case FileFormat::nrrd:
@@ -35,6 +32,7 @@ itk::ImageIOBase::Pointer makeImageIO(FileFormat format) {
       return itk::TIFFImageIO::New().GetPointer();
     case FileFormat::dicom:
       return itk::GDCMImageIO::New().GetPointer();
+    case FileFormat::nifti:
     case FileFormat::vti:
       break;
   }
@@ -128,18 +126,13 @@ void readVoxels(itk::ImageIOBase& io, void* voxels, fs::path const& path) {
 }
 
 Extents extentsIn(itk::ImageIOBase const& io, fs::path const& path) {
-  Extents extents = {1, 1, 1};
-  std::uint64_t bytes = 8;  // of the largest element, so that no later product can wrap around
+  std::vector<std::int64_t> sizes;
   for (unsigned d = 0; d < io.GetNumberOfDimensions(); ++d) {
-    std::uint64_t const count = io.GetDimensions(d);
-    bool const sensible = count > 0 && count <= std::uint64_t(std::numeric_limits<int>::max());
-    if (!sensible || bytes > std::uint64_t(std::numeric_limits<std::int64_t>::max()) / count) {
-      refuseInput(path, "claims an impossible size of " + std::to_string(static_cast<std::int64_t>(count)) +
-                            " voxels along axis " + std::to_string(d));
-    }
-    bytes *= count;
-    if (d < 3) extents[d] = count;
+    sizes.push_back(static_cast<std::int64_t>(io.GetDimensions(d)));
   }
+  requirePossibleSizes(sizes, path);
+  Extents extents = {1, 1, 1};
+  std::copy_n(sizes.begin(), std::min<std::size_t>(3, sizes.size()), extents.begin());
   return extents;
 }
 

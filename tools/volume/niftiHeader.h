@@ -1,28 +1,40 @@
-// What ITK neither reads nor writes of NIfTI headers: it knows one placement where files have two, and
-// turns codes into those of the scanner.
+// Headers of NIfTI-1, NIfTI-2 and Analyze 7.5 files, in one form.
 #pragma once
 
 #include "tools/volume/Volume.h"
 
+#include <cstdint>
 #include <filesystem>
-#include <optional>
-#include <string>
+#include <string_view>
+#include <vector>
 
 namespace lorb::tools {
 
-/// Reads the notes of a NIfTI-1 file of either byte order, compressed or not. Nothing when the file is too
-/// short to have any.
-std::optional<NiftiNotes> niftiNotes(std::filesystem::path const& path);
+enum class NiftiKind { analyze, nifti1, nifti2 };
 
-/// What is wrong with the numbers that place the voxels of a NIfTI-1 file; nothing when ITK's reader may rely
-/// on them.
-std::optional<std::string> complaintAboutNifti(std::filesystem::path const& path);
+/// What a header says, its numbers in this machine's byte order.
+struct NiftiHeader {
+  NiftiKind kind = NiftiKind::nifti1;
+  bool swapped = false;                 ///< whether voxels are stored in the other byte order
+  std::filesystem::path file;           ///< the file that holds the header: this one, or the .hdr of a pair
+  std::filesystem::path data;           ///< the file that holds the voxels: this one, or the .img of a pair
+  std::uint64_t offset = 0;             ///< where they begin in it, once that is uncompressed
+  TypeID stored = typeNone;             ///< element type in the file
+  double slope = 1.0, intercept = 0.0;  ///< a voxel is `slope` · stored + `intercept`
+  std::vector<std::uint64_t> sizes;     ///< of all dimensions, three at least
+  NiftiNotes notes;
+  Vector3 spmOrigin = {};  ///< of an Analyze file: the voxel at the origin as SPM counts it, from 1
+};
 
-/// Puts the notes into the header of `plain`, an uncompressed NIfTI-1 file in this machine's byte order.
-/// Longer texts are cut to the fields' 79 and 23 bytes. Throws `OutputError` with the reason alone.
-void setNiftiNotes(std::filesystem::path const& plain, NiftiNotes const& notes);
+/// Reads the header of a single file (.nii) or of a pair by the name of either (.hdr, .img), compressed or
+/// not. Throws `InputError` when it is none, or when its numbers make no sense.
+NiftiHeader readNiftiHeader(std::filesystem::path const& path);
 
-/// Writes the content of `plain` to `compressed` as gzip data. Throws `OutputError` with the reason alone.
-void gzip(std::filesystem::path const& plain, std::filesystem::path const& compressed);
+/// Whether a file that begins like this is a NIfTI file that holds its voxels, too.
+bool beginsLikeNifti(std::string_view head);
+
+/// The first bytes of a NIfTI file of single values, up to the voxels: of the second version when the notes
+/// are of one or an extent is beyond the first. Texts longer than their fields are cut.
+std::vector<char> niftiFileHead(TypeID type, Extents const& extents, NiftiNotes const& notes);
 
 }  // namespace lorb::tools

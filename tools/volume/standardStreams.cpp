@@ -3,6 +3,8 @@
 #include "tools/base/WorkFolder.h"
 #include "tools/base/errors.h"
 #include "tools/volume/ItkVolumeSource.h"
+#include "tools/volume/NiftiVolume.h"
+#include "tools/volume/niftiHeader.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -29,7 +31,7 @@ struct Kind {
 std::optional<Kind> kindOf(std::string_view head) {
   if (head.starts_with("NRRD")) return Kind{FileFormat::nrrd, ".nrrd"};
   if (head.starts_with("\x1f\x8b")) return Kind{FileFormat::nifti, ".nii.gz"};
-  if (head.size() >= 348 && head.substr(344, 2) == "n+") return Kind{FileFormat::nifti, ".nii"};
+  if (beginsLikeNifti(head)) return Kind{FileFormat::nifti, ".nii"};
   if (head.substr(0, 400).find("NDims") != std::string_view::npos) return Kind{FileFormat::metaImage, ".mha"};
   return std::nullopt;
 }
@@ -67,7 +69,9 @@ std::unique_ptr<WorkFolder> temporaryFolder() try {
 class SpooledSource : public VolumeSource {
  public:
   SpooledSource(std::unique_ptr<WorkFolder> folder, std::unique_ptr<VolumeSource> source)
-      : folder_(std::move(folder)), source_(std::move(source)) {}
+      : folder_(std::move(folder)), source_(std::move(source)) {
+    notices = source_->notices;
+  }
   VolumeHeader const& header() const override { return source_->header(); }
   bool readsParts() const override { return source_->readsParts(); }
   std::uint64_t workBytes(Region const& region) const override { return source_->workBytes(region); }
@@ -111,7 +115,8 @@ std::unique_ptr<VolumeSource> openStandardInput(InputChoice const& choice) {
   if (!file) {
     refuseInput("-", "has no room in " + temporaryRoot().string() + "; expected a file or another TMPDIR");
   }
-  auto source = openItkVolume(path, kind->format, choice);
+  auto source = kind->format == FileFormat::nifti ? openNiftiVolume(path, choice)
+                                                  : openItkVolume(path, kind->format, choice);
   return std::make_unique<SpooledSource>(std::move(folder), std::move(source));
 }
 

@@ -2,18 +2,11 @@
 
 #include "tools/base/errors.h"
 #include "tools/base/parseNumber.h"
-#include "tools/volume/compressedData.h"
 #include "tools/volume/imageHeader.h"
 #include "tools/volume/itkImageIO.h"
-#include "tools/volume/niftiHeader.h"
 
-#include <itkMetaDataObject.h>
-
-#include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <cstdlib>
-#include <fstream>
 #include <string>
 #include <system_error>
 
@@ -21,24 +14,10 @@ namespace lorb::tools {
 namespace fs = std::filesystem;
 namespace {
 
-std::string textIn(itk::ImageIOBase const& io, char const* key) {
-  std::string text;
-  itk::ExposeMetaData(io.GetMetaDataDictionary(), key, text);
-  return text;
-}
-
 std::uint64_t voxelCountIn(itk::ImageIOBase const& io) {
   std::uint64_t count = 1;
   for (unsigned d = 0; d < io.GetNumberOfDimensions(); ++d) count *= io.GetDimensions(d);
   return count;
-}
-
-/// Bytes that a NIfTI file must unfold to.
-std::uint64_t niftiSize(itk::ImageIOBase const& io) {
-  auto const number = [](std::string const& text) {
-    return static_cast<std::uint64_t>(std::max<ExactNumber>(0, parseNumber(text).value_or(0)));
-  };
-  return number(textIn(io, "vox_offset")) + voxelCountIn(io) * number(textIn(io, "bitpix")) / 8;
 }
 
 /// Bytes of data from where they begin to the end of the file.
@@ -90,7 +69,6 @@ void requireSaneHeader(fs::path const& path, FileFormat format) {
   std::optional<std::string> complaint;
   if (format == FileFormat::metaImage) complaint = complaintAboutMetaImage(path);
   if (format == FileFormat::nrrd) complaint = complaintAboutNrrd(path);
-  if (format == FileFormat::nifti) complaint = complaintAboutNifti(path);
   if (complaint) refuseInput(path, *complaint);
   if (mayBeTwoFiles(format)) dataOf(path, format);
 }
@@ -110,17 +88,6 @@ std::optional<StoredVoxels> storedVoxels(itk::ImageIOBase const& io, fs::path co
   voxels.type = typeOf(io.GetComponentType());
   voxels.swapped = data.bigEndian != (std::endian::native == std::endian::big);
   return voxels;
-}
-
-void requireWholeFile(itk::ImageIOBase const& io, fs::path const& path, FileFormat format) {
-  if (format != FileFormat::nifti) return;  // the others' readers notice
-  if (extensionOf(path) != ".nii.gz") return requireWhole({path, 0, Coding::plain}, niftiSize(io), path);
-  std::ifstream stream(path, std::ios::binary);
-  auto const size = inflatedSize(stream);
-  if (!size) refuseInput(path, "is damaged or incomplete: its compressed data is not whole");
-  if (*size >= niftiSize(io)) return;
-  refuseInput(path, "is incomplete: holds " + std::to_string(*size) + " bytes of data; expected " +
-                        std::to_string(niftiSize(io)));
 }
 
 std::vector<fs::path> filesOf(fs::path const& path, FileFormat format) {

@@ -17,11 +17,6 @@ namespace lorb::tools {
 /// they are and come to grief with, or names a data file that it would wait for or not find.
 void requireSaneHeader(std::filesystem::path const& path, FileFormat format);
 
-/// Throws `InputError` when the data of a NIfTI file behind the header that `io` has read is shorter than the
-/// header says, or is compressed and damaged, neither of which ITK notices. Linear in the file where that is
-/// compressed.
-void requireWholeFile(itk::ImageIOBase const& io, std::filesystem::path const& path, FileFormat format);
-
 /// How a MetaImage, NRRD or legacy VTK file holds its voxels, but for their extents: by which ITK's reader,
 /// which misses errors of reading, is not needed for them. Nothing for all other formats and for what only
 /// that reader knows. Throws `InputError` when the file is shorter than its header says.

@@ -93,14 +93,17 @@ TEST_F(StoredVoxelsTest, CutFilesThrow) {
     auto const reader = openVoxels(stored(coding));
     reader->read(0, regions[0], typeInt16);
     std::filesystem::resize_file(folder / "voxels", 4 + perVolume * 2 + 50);
-    auto const again = openVoxels({.input = folder / "voxels",
-                                   .file = folder / "voxels",
-                                   .offset = 4,
-                                   .coding = coding,
-                                   .type = typeInt16,
-                                   .extents = extents,
-                                   .volumes = 2});
-    EXPECT_THROW(again->read(1, regions[0], typeInt16), InputError);
+    StoredVoxels const cut = {.input = folder / "voxels",
+                              .file = folder / "voxels",
+                              .offset = 4,
+                              .coding = coding,
+                              .type = typeInt16,
+                              .extents = extents,
+                              .volumes = 2};
+    EXPECT_THROW(openVoxels(cut)->read(1, regions[0], typeInt16), InputError);
+    if (coding == Coding::plain) {
+      EXPECT_THROW(reader->read(1, regions[0], typeInt16), InputError);
+    }
   }
 }
 

@@ -1,0 +1,117 @@
+#include "tools/volume/NiftiVolume.h"
+
+#include "tools/base/errors.h"
+#include "tools/volume/StoredVoxels.h"
+#include "tools/volume/niftiHeader.h"
+#include "tools/volume/niftiPlace.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <fstream>
+#include <functional>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+namespace lorb::tools {
+namespace fs = std::filesystem;
+namespace {
+
+struct Closer {
+  void operator()(gzFile_s* file) const { gzclose(file); }
+};
+using File = std::unique_ptr<gzFile_s, Closer>;
+
+bool isCompressed(fs::path const& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return stream.get() == 0x1f && stream.get() == 0x8b;
+}
+
+/// Scaled voxels of up to 16 bits are exact in single precision but for the rounding of the scaling.
+TypeID scaledType(TypeID stored) {
+  return stored == typeFloat || bytesOf(stored) <= 2 ? typeFloat : typeDouble;
+}
+
+StoredVoxels storedVoxels(NiftiHeader const& header, fs::path const& path) {
+  StoredVoxels voxels;
+  voxels.input = path;
+  voxels.file = header.data;
+  voxels.coding = isCompressed(header.data) ? Coding::compressed : Coding::plain;
+  (voxels.coding == Coding::plain ? voxels.offset : voxels.skipped) = header.offset;
+  voxels.type = header.stored;
+  voxels.swapped = header.swapped;
+  voxels.slope = header.slope;
+  voxels.intercept = header.intercept;
+  voxels.extents = {header.sizes[0], header.sizes[1], header.sizes[2]};
+  voxels.volumes =
+      std::accumulate(header.sizes.begin() + 3, header.sizes.end(), std::uint64_t{1}, std::multiplies<>());
+  return voxels;
+}
+
+class NiftiVolumeSource : public VolumeSource {
+ public:
+  NiftiVolumeSource(fs::path const& path, InputChoice const& choice) {
+    NiftiHeader const header = readNiftiHeader(path);
+    StoredVoxels const stored = storedVoxels(header, path);
+    files = {header.file};
+    if (header.data != header.file) files.push_back(header.data);
+    bool const isScaled = stored.slope != 1.0 || stored.intercept != 0.0;
+    header_.type = isScaled ? scaledType(stored.type) : stored.type;
+    header_.extents = stored.extents;
+    NiftiPlace const place = placeOf(header, path);
+    header_.geometry = place.geometry;
+    header_.inPatient = place.inPatient;
+    if (place.notice) notices.push_back(*place.notice);
+    if (header.kind != NiftiKind::analyze) header_.notes = header.notes;
+    volume_ = chosenVolume(stored.volumes, choice, path);
+    reader_ = openVoxels(stored);
+  }
+
+  VolumeHeader const& header() const override { return header_; }
+  bool readsParts() const override { return reader_->readsParts(); }
+  std::uint64_t workBytes(Region const&) const override { return 0; }
+
+  std::unique_ptr<ImageDataset> read(Region const& region) override {
+    return reader_->read(volume_, region, header_.type);
+  }
+
+ private:
+  VolumeHeader header_;
+  std::unique_ptr<VoxelReader> reader_;
+  std::uint64_t volume_ = 0;
+};
+
+void write(gzFile file, void const* bytes, std::uint64_t count) {
+  constexpr std::uint64_t most = std::uint64_t{1} << 30;  // zlib counts in int
+  auto const* next = static_cast<std::byte const*>(bytes);
+  while (count > 0) {
+    auto const part = static_cast<unsigned>(std::min(count, most));
+    if (gzwrite(file, next, part) != static_cast<int>(part)) {
+      throw OutputError("could not be written; is the disk full?");
+    }
+    next += part;
+    count -= part;
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<VolumeSource> openNiftiVolume(fs::path const& path, InputChoice const& choice) {
+  return std::make_unique<NiftiVolumeSource>(path, choice);
+}
+
+void writeNiftiVolume(Volume const& volume, fs::path const& path) {
+  TypeID const type = volume.voxels->type_id();
+  auto const head = niftiFileHead(type, extentsOf(*volume.voxels),
+                                  volume.notes ? *volume.notes : notesFor(volume.geometry));
+  bool const compressed = path.extension() == ".gz";
+  File file(gzopen(path.c_str(), compressed ? "wb" : "wbT"));  // T: as they are
+  if (file == nullptr) throw OutputError("could not be written; is the disk full?");
+  write(file.get(), head.data(), head.size());
+  write(file.get(), dataOf(*volume.voxels), voxelCount(extentsOf(*volume.voxels)) * bytesOf(type));
+  if (gzclose(file.release()) != Z_OK) throw OutputError("could not be written; is the disk full?");
+}
+
+}  // namespace lorb::tools
