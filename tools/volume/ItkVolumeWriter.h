@@ -1,4 +1,4 @@
-// MetaImage, NRRD, legacy VTK and TIFF files, written through ITK.
+// MetaImage, NRRD and legacy VTK files, written through ITK.
 #pragma once
 
 #include "tools/volume/FileFormat.h"

@@ -6,6 +6,7 @@
 #include "tools/volume/ItkVolumeWriter.h"
 #include "tools/volume/NiftiVolume.h"
 #include "tools/volume/TiffVolumeSource.h"
+#include "tools/volume/TiffVolumeWriter.h"
 #include "tools/volume/standardStreams.h"
 #ifdef LORB_TOOLS_WITH_VTI
 #include "tools/volume/VtiVolumeFile.h"
@@ -43,6 +44,7 @@ void writeAs(FileFormat format, Volume const& volume, fs::path const& path) {
   if (format == FileFormat::vti) return writeVtiVolume(volume, path);
 #endif
   if (format == FileFormat::nifti) return writeNiftiVolume(volume, path);
+  if (format == FileFormat::tiff) return writeTiffVolume(volume, path);
   writeItkVolume(volume, path, format);
 }
 
@@ -56,7 +58,7 @@ Geometry placeIn(FileFormat format, Geometry geometry) {
   if (format == FileFormat::vtk) geometry.direction = Geometry().direction;
   if (format != FileFormat::tiff) return geometry;
   Geometry flat;
-  flat.spacing = {geometry.spacing[0], geometry.spacing[1], flat.spacing[2]};
+  flat.spacing = geometry.spacing;
   return flat;
 }
 
@@ -82,11 +84,13 @@ std::unique_ptr<VolumeSource> openVolume(fs::path const& path, InputChoice const
   if (format == FileFormat::dicom) return openDicomSeries(path, choice);
   requireNoSeries(path, choice);
   if (isStandardStream(path)) return openStandardInput(choice);
-  if (format == FileFormat::vti || format == FileFormat::tiff) chosenVolume(1, choice, path);
 #ifdef LORB_TOOLS_WITH_VTI
-  if (format == FileFormat::vti) return openVtiVolume(path);
+  if (format == FileFormat::vti) {
+    chosenVolume(1, choice, path);
+    return openVtiVolume(path);
+  }
 #endif
-  if (format == FileFormat::tiff) return openTiffVolume(path);
+  if (format == FileFormat::tiff) return openTiffVolume(path, choice);
   if (format == FileFormat::nifti) return openNiftiVolume(path, choice);
   return openItkVolume(path, format, choice);
 }

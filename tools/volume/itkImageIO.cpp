@@ -7,7 +7,6 @@
 #include <itkGDCMImageIO.h>
 #include <itkMetaImageIO.h>
 #include <itkNrrdImageIO.h>
-#include <itkTIFFImageIO.h>
 #include <itkVTKImageIO.h>
 
 #include <algorithm>
@@ -28,11 +27,10 @@ itk::ImageIOBase::Pointer makeImageIO(FileFormat format) {
       return itk::NrrdImageIO::New().GetPointer();
     case FileFormat::vtk:
       return itk::VTKImageIO::New().GetPointer();
-    case FileFormat::tiff:
-      return itk::TIFFImageIO::New().GetPointer();
     case FileFormat::dicom:
       return itk::GDCMImageIO::New().GetPointer();
     case FileFormat::nifti:
+    case FileFormat::tiff:
     case FileFormat::vti:
       break;
   }

@@ -45,12 +45,10 @@ testing::AssertionResult says(std::string const& line, std::string const& part) 
 /// What the format can hold of a geometry.
 Geometry placeableIn(fs::path const& path, Geometry geometry = obliqueGeometry()) {
   if (formatOf(path) == FileFormat::vtk) geometry.direction = Geometry().direction;
-  if (formatOf(path) == FileFormat::tiff) return {};
-  return geometry;
-}
-
-bool stores(fs::path const& path, TypeID type) {
-  return formatOf(path) != FileFormat::tiff || bytesOf(type) <= 2 || type == typeFloat;
+  if (formatOf(path) != FileFormat::tiff) return geometry;
+  Geometry flat;
+  flat.spacing = geometry.spacing;
+  return flat;
 }
 
 class VolumeFile : public testing::TestWithParam<std::string> {
@@ -71,7 +69,6 @@ INSTANTIATE_TEST_SUITE_P(EveryFormat, VolumeFile, testing::ValuesIn(extensions()
 TEST_P(VolumeFile, KeepsVoxelsOfEveryTypeAndTheirPlace) {
   for (unsigned code = typeInt8; code <= typeDouble; ++code) {
     SCOPED_TRACE(GetParam() + " " + nameOf(static_cast<TypeID>(code)));
-    if (!stores(file(), static_cast<TypeID>(code))) continue;
     Volume const volume = sample(static_cast<TypeID>(code));
     writeVolume(volume, file(), true);
     Volume const read = readVolume(file());
@@ -397,7 +394,7 @@ TEST(TiffFile, RefusesWhatIsNoVolumeOfNumbers) {
   };
   std::string const data = countingBytes(24);
   EXPECT_TRUE(says(complaint(tiffFile(3, 8, 1, 3, data, 24)), "holds 3 values a voxel; expected 1"));
-  EXPECT_TRUE(says(complaint(tiffFile(3, 1, 1, 1, data, 24)), "holds values of 1 bits; expected"));
+  EXPECT_TRUE(says(complaint(tiffFile(3, 4, 1, 1, data, 24)), "holds values of 4 bits; expected"));
   EXPECT_TRUE(says(complaint(tiffFile(3, 16, 6, 1, data, 24)), "holds values of 16 bits; expected"));
   EXPECT_TRUE(says(complaint(tiffFile(2000000000, 8, 1, 1, data, 24)), "impossible size"));
   EXPECT_TRUE(says(complaint(tiffFile(1000000000, 8, 1, 1, data, 24, 32773)), "can't hold a page"));
@@ -526,7 +523,6 @@ TEST_P(VolumeFile, KeepsItsPlaceToTheLastBitWhereTheFormatDoes) {
 
 TEST_P(VolumeFile, KeepsWhatIsNotFinite) {
   for (TypeID const type : {typeFloat, typeDouble}) {
-    if (!stores(file(), type)) continue;
     Volume volume = sample(type);
     visitElementType(type, [&]<class T>(std::type_identity<T>) {
       if constexpr (std::is_floating_point_v<T>) {
