@@ -85,6 +85,11 @@ void WorkFolder::removeAllForGood() {
   }
 }
 
+void WorkFolder::leaveToParent() {
+  std::lock_guard const guard(mutex);
+  living.clear();
+}
+
 std::unique_lock<std::mutex> WorkFolder::holdAll() {
   return std::unique_lock(mutex);
 }

@@ -23,6 +23,9 @@ class WorkFolder {
   /// is to end at once, from whichever thread. Callers that make or remove one afterwards wait forever.
   static void removeAllForGood();
 
+  /// To be called in a child process, after `fork`: the folders of its parent are not its own.
+  static void leaveToParent();
+
   /// Keeps them from being removed, and new ones from being made, while the lock is held.
   static std::unique_lock<std::mutex> holdAll();
 

@@ -1,5 +1,6 @@
 #include "tools/base/interruption.h"
 
+#include "tools/base/ChildProcesses.h"
 #include "tools/base/WorkFolder.h"
 #include "tools/base/errors.h"
 
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include <latch>
+#include <optional>
 #include <string_view>
 #include <thread>
 
@@ -29,17 +31,14 @@ sigset_t interruptions() {
   return set;
 }
 
-/// Opens when the thread has started. Until then it may hold locks of its start, which a process that
-/// is forked meanwhile would wait for in vain.
-std::latch waiting(1);
-
 /// Waits in a thread of its own, where it may do what a signal handler may not.
-[[noreturn]] void waitForInterruption(int errors) {
+[[noreturn]] void waitForInterruption(int errors, std::latch* waiting) {
   sigset_t const set = interruptions();
-  waiting.count_down();
+  waiting->count_down();
   int signal = 0;
   while (sigwait(&set, &signal) != 0) {
   }
+  ChildProcesses::endAllForGood();
   WorkFolder::removeAllForGood();
   constexpr std::string_view line = "\r\x1b[Klorb-distance: interrupted\n";
   constexpr std::size_t control = 4;  // characters that clear a bar of progress
@@ -55,8 +54,12 @@ void endOnInterruption() {
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   // Standard error may be silenced when the signal comes.
   int const errors = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
-  std::thread(waitForInterruption, errors).detach();
-  waiting.wait();
+  // Until the thread has started it may hold locks of its start, which a process that is forked meanwhile
+  // would wait for in vain.
+  static std::optional<std::latch> waiting;
+  waiting.emplace(1);
+  std::thread(waitForInterruption, errors, &*waiting).detach();
+  waiting->wait();
 }
 
 }  // namespace lorb::tools

@@ -24,15 +24,15 @@ class Words {
   Words(int argc, char const* const* argv) {
     CLI::App app;
     app.set_help_flag();
-    std::vector<std::string> inputs;
-    app.add_option("INPUT", inputs)->allow_extra_args(false);  // or [a] would be taken for a list
+    app.allow_extras();  // inputs; CLI11 would take the name [a] for a list
     for (OptionRow const& row : optionTable()) declare(app, row);
     try {
       app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
       throw UsageError(std::string(error.what()) + "; see lorb-distance --help");
     }
-    if (app.count("INPUT") > 0) words_["INPUT"] = inputs;
+    auto const inputs = inputsAmong(app.remaining());
+    if (!inputs.empty()) words_["INPUT"] = inputs;
     for (OptionRow const& row : optionTable()) {
       if (app.count(longNameOf(row)) == 0) words_.erase(longNameOf(row));
     }
@@ -56,6 +56,22 @@ class Words {
       auto* const option = app.add_option(names, words)->type_size(argumentCount(row))->expected(1);
       option->allow_extra_args(false)->take_all();
     }
+  }
+
+  /// Words that belong to no option; those behind -- may begin like one.
+  static std::vector<std::string> inputsAmong(std::vector<std::string> const& words) {
+    std::vector<std::string> inputs;
+    bool optionsMayCome = true;
+    for (std::string const& word : words) {
+      if (optionsMayCome && word == "--") {
+        optionsMayCome = false;
+      } else if (optionsMayCome && word.size() > 1 && word[0] == '-') {
+        throw UsageError("'" + word + "' is no option; see lorb-distance --help");
+      } else {
+        inputs.push_back(word);
+      }
+    }
+    return inputs;
   }
 
   void requireSense(OptionRow const& row) const {
@@ -137,15 +153,15 @@ ObjectRule ruleOf(Words const& words) {
   return rule;
 }
 
-constexpr int mostThreads = 1024;
-
-unsigned threadsOf(Words const& words) {
-  if (!words.has("--threads")) return processorCount();
-  std::string const& text = words.one("--threads");
+/// The number behind --threads or --jobs, `otherwise` without that.
+unsigned countOf(Words const& words, std::string const& option, unsigned otherwise) {
+  constexpr int most = 1024;
+  if (!words.has(option)) return otherwise;
+  std::string const& text = words.one(option);
   auto const number = parseInteger(text);
-  if (number && *number >= 1 && *number <= mostThreads) return static_cast<unsigned>(*number);
-  throw UsageError("--threads '" + text + "' is no number of threads; expected 1 to " +
-                   std::to_string(mostThreads));
+  if (number && *number >= 1 && *number <= most) return static_cast<unsigned>(*number);
+  throw UsageError(option + " '" + text + "' is no number of " + option.substr(2) + "; expected 1 to " +
+                   std::to_string(most));
 }
 
 MapSettings settingsOf(Words const& words) {
@@ -158,7 +174,7 @@ MapSettings settingsOf(Words const& words) {
   settings.noBoundary = meaningOf<NoBoundary>(
       words, "--no-boundary", "filling",
       {{"diagonal", NoBoundary::diagonal}, {"constant", NoBoundary::constant}, {"nan", NoBoundary::nan}});
-  settings.threads = threadsOf(words);
+  settings.threads = countOf(words, "--threads", processorCount());
   return settings;
 }
 
@@ -176,8 +192,8 @@ std::optional<std::filesystem::path> inputOf(Words const& words) {
     }
   }
   if (words.has("INPUT") && words.all("INPUT").size() > 1) {
-    throw UsageError("takes one input, not '" + words.all("INPUT")[1] + "' as well as '" +
-                     words.one("INPUT") + "'; expected one");
+    throw UsageError("--output takes one input, not '" + words.all("INPUT")[1] + "' as well as '" +
+                     words.one("INPUT") + "'; expected --output-dir for several");
   }
   if (!words.has("INPUT")) {
     if (phantom) return std::nullopt;
@@ -187,6 +203,36 @@ std::optional<std::filesystem::path> inputOf(Words const& words) {
     throw UsageError("--phantom excludes the input '" + words.one("INPUT") + "'; expected one of them");
   }
   return words.one("INPUT");
+}
+
+/// Nothing where --output names the only map.
+std::optional<ManyInputs> manyInputsOf(Words const& words) {
+  if (!words.has("--output-dir")) {
+    for (char const* option : {"--name", "--jobs"}) {
+      if (words.has(option)) {
+        throw UsageError(std::string(option) + " is for several inputs; expected --output-dir with it");
+      }
+    }
+    return std::nullopt;
+  }
+  for (char const* option : {"--output", "--phantom"}) {
+    if (words.has(option)) {
+      throw UsageError("--output-dir and " + std::string(option) +
+                       " exclude each other; expected one of them");
+    }
+  }
+  if (!words.has("INPUT")) throw UsageError("no input; expected file names or folders");
+  ManyInputs many;
+  for (std::string const& input : words.all("INPUT")) {
+    if (isStandardStream(input)) {
+      throw UsageError("--output-dir names maps after their inputs, and - has no name; expected files");
+    }
+    many.inputs.emplace_back(input);
+  }
+  many.folder = words.one("--output-dir");
+  if (words.has("--name")) many.pattern = words.one("--name");
+  many.jobs = countOf(words, "--jobs", 1);
+  return many;
 }
 
 Options selfTestOptions(Words const& words) {
@@ -200,6 +246,9 @@ void requireSense(Options const& options) {
   bool const mapOnOutput = isStandardStream(options.output);
   if (mapOnOutput && options.json && isStandardStream(*options.json)) {
     throw UsageError("--output - and --json - share standard output; expected a file for one of them");
+  }
+  if (mapOnOutput && options.sidecar) {
+    throw UsageError("--sidecar writes a file beside the map, not to --output -; expected a file name");
   }
   if (mapOnOutput && options.eachLabel) {
     throw UsageError("--each-label writes several maps, not to --output -; expected a file name");
@@ -219,11 +268,14 @@ void requireSense(Options const& options) {
 
 Options optionsOf(Words const& words) {
   if (words.has("--self-test")) return selfTestOptions(words);
-  if (!words.has("--output"))
+  if (!words.has("--output") && !words.has("--output-dir"))
     throw UsageError("--output is required; expected a file name, such as map.nii.gz");
   Options options;
-  options.input = inputOf(words);
-  options.output = words.one("--output");
+  options.many = manyInputsOf(words);
+  if (!options.many) {
+    options.input = inputOf(words);
+    options.output = words.one("--output");
+  }
   if (words.has("--volume")) options.inputChoice.volume = countedFromZero(words, "--volume");
   if (words.has("--series")) options.inputChoice.series = words.one("--series");
   options.inputChoice.uneven = words.has("--uneven");
@@ -235,6 +287,7 @@ Options optionsOf(Words const& words) {
   if (words.has("--preview")) options.preview = words.one("--preview");
   if (words.has("--preview-over")) options.previewOver = words.one("--preview-over");
   if (words.has("--json")) options.json = words.one("--json");
+  options.sidecar = words.has("--sidecar");
   if (words.has("--memory")) options.memory = memoryOf(words.one("--memory"));
   options.force = words.has("--force");
   options.quiet = words.has("--quiet");

@@ -9,13 +9,24 @@
 #include <filesystem>
 #include <iosfwd>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace lorb::tools {
 
 enum class Units { voxels, millimetres };
 
+/// Several inputs, each with maps of its own.
+struct ManyInputs {
+  std::vector<std::filesystem::path> inputs;
+  std::filesystem::path folder;        ///< of all maps and pictures
+  std::optional<std::string> pattern;  ///< of the names of maps, see output/namePattern.h
+  unsigned jobs = 1;                   ///< inputs at a time
+};
+
 /// What the command line asks for.
 struct Options {
+  std::optional<ManyInputs> many;  ///< in place of `input` and `output`; `preview` is a pattern then
   std::optional<std::filesystem::path> input;  ///< nothing: the phantom
   InputChoice inputChoice;
   ObjectRule rule;
@@ -26,6 +37,7 @@ struct Options {
   std::optional<std::filesystem::path> preview;      ///< picture to write
   std::optional<std::filesystem::path> previewOver;  ///< grey image beneath; "input" for the input itself
   std::optional<std::filesystem::path> json;
+  bool sidecar = false;                 ///< a JSON file beside each map that says what it is
   std::optional<std::uint64_t> memory;  ///< bytes
   bool selfTest = false;                ///< nothing else is asked for
   bool force = false, quiet = false, verbose = false;

@@ -17,10 +17,9 @@ struct Example {
   std::string_view command, meaning;
 };
 constexpr Example examples[] = {
-    {"lorb-distance ct/ --above 300 --units mm -o bone.nii.gz", "a DICOM series, bone against the rest"},
+    {"lorb-distance ct/ --above 300 -o bone.nii.gz", "bone in a DICOM series"},
     {"lorb-distance labels.nrrd --each-label -o map.mha", "map-1.mha, map-2.mha, ..."},
-    {"lorb-distance mask.nii.gz --plane yz --json - -o map.nii.gz",
-     "slices of constant x, a report for programs"},
+    {"lorb-distance */*_mask.nii.gz --output-dir maps", "a map for each of many files"},
 };
 
 struct CodeMeaning {
@@ -47,12 +46,11 @@ std::string spelled(OptionRow const& row) {
   return row.argument.empty() ? text : text + " " + std::string(row.argument);
 }
 
-/// Calls `f` for every option that is shown, and `heading` before the first of each group.
+/// Calls `f` for every option, and `heading` before the first of each group.
 template <class Heading, class F>
-void forEachShown(Heading heading, F f) {
+void forEachOption(Heading heading, F f) {
   std::string_view group;
   for (OptionRow const& row : optionTable()) {
-    if (row.group.empty()) continue;
     if (row.group != group) heading(row.group);
     group = row.group;
     f(row);
@@ -80,7 +78,7 @@ std::string roff(std::string_view text) {
 std::string wordsOfTable() {
   std::string words;
   for (OptionRow const& row : optionTable()) {
-    if (!row.group.empty()) words += (words.empty() ? "" : " ") + longNameOf(row);
+    words += (words.empty() ? "" : " ") + longNameOf(row);
   }
   return words;
 }
@@ -88,16 +86,27 @@ std::string wordsOfTable() {
 }  // namespace
 
 std::string helpText() {
+  std::string about;  // in one line, since the names say all
   std::string text = "lorb-distance: " + std::string(summary) +
                      "\n\nUsage: lorb-distance INPUT -o OUTPUT [options]\n"
+                     "       lorb-distance INPUT... --output-dir DIR [options]\n"
                      "INPUT: NIfTI, MetaImage, NRRD, VTK or TIFF file, DICOM file or folder, - for\n"
                      "standard input. Distances are negative inside and positive outside.\n";
-  forEachShown(
-      [&](std::string_view group) { text += "\n" + std::string(group) + ":\n"; },
-      [&](OptionRow const& row) { text += "  " + padded(spelled(row), 18) + std::string(row.help) + "\n"; });
-  text += "\nExit codes: " + exitCodes() + ".\n\nExamples:\n";
+  forEachOption(
+      [&](std::string_view group) {
+        if (group != aboutGroup) text += "\n" + std::string(group) + ":\n";
+      },
+      [&](OptionRow const& row) {
+        if (row.group == aboutGroup) {
+          about += (about.empty() ? "" : ", ") + spelled(row);
+        } else {
+          text += "  " + padded(spelled(row), 18) + std::string(row.help) + "\n";
+        }
+      });
+  text +=
+      "\n" + std::string(aboutGroup) + ": " + about + ".\nExit codes: " + exitCodes() + ".\n\nExamples:\n";
   for (Example const& example : examples) {
-    text += "  " + std::string(example.command) + "\n      " + std::string(example.meaning) + "\n";
+    text += "  " + padded(std::string(example.command), 50) + std::string(example.meaning) + "\n";
   }
   return text;
 }
@@ -105,7 +114,9 @@ std::string helpText() {
 std::string manualPage() {
   std::string page = ".TH LORB\\-DISTANCE 1 \"" + std::string(build::date) + "\" \"lorb " +
                      std::string(build::version) + "\"\n.SH NAME\nlorb\\-distance \\- " + roff(summary) +
-                     "\n.SH SYNOPSIS\n.B lorb\\-distance\nINPUT \\-o OUTPUT [options]\n.SH DESCRIPTION\n";
+                     "\n.SH SYNOPSIS\n.B lorb\\-distance\nINPUT \\-o OUTPUT [options]\n.br\n.B "
+                     "lorb\\-distance\nINPUT... \\-\\-output\\-dir DIR [options]\n"
+                     ".SH DESCRIPTION\n";
   page +=
       "Writes, for every voxel of a volume, the distance to the boundary of an object within the voxel\\(aqs "
       "slice: from centre to centre, negative inside, positive outside, as 32-bit floats, in the input\\(aqs "
@@ -117,11 +128,11 @@ std::string manualPage() {
       ", or is \\- for NRRD data on standard output. Files are written beside their place and put there in "
       "one step: an interrupted or failed run leaves what was there.\n";
   page += ".SH OPTIONS\n";
-  forEachShown([&](std::string_view group) { page += ".SS " + std::string(group) + "\n"; },
-               [&](OptionRow const& row) {
-                 page += ".TP\n.B " + roff(spelled(row)) + "\n" + roff(row.help) + ".\n" + roff(row.more) +
-                         (row.more.empty() ? "" : "\n");
-               });
+  forEachOption([&](std::string_view group) { page += ".SS " + std::string(group) + "\n"; },
+                [&](OptionRow const& row) {
+                  page += ".TP\n.B " + roff(spelled(row)) + "\n" + roff(row.help) + ".\n" + roff(row.more) +
+                          (row.more.empty() ? "" : "\n");
+                });
   page += ".SH EXIT STATUS\n";
   for (auto const& [code, word, meaning] : codes) {
     page += ".TP\n.B " + std::to_string(static_cast<int>(code)) + "\n" + roff(meaning) + "\n";

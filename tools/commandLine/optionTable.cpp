@@ -5,7 +5,7 @@
 namespace lorb::tools {
 namespace {
 
-constexpr std::string_view input = "Input", object = "Object", map = "Map", run = "Run";
+constexpr std::string_view input = "Input", object = "Object", map = "Map", run = "Run", self = aboutGroup;
 
 constexpr OptionRow rows[] = {
     {input, "--volume", "K", "volume K of a file that holds several, counted from 0",
@@ -28,6 +28,21 @@ constexpr OptionRow rows[] = {
 
     {map, "-o,--output", "FILE", "map to write, of the extension's format; - writes NRRD", "", "<file>",
      false},
+    {map, "--output-dir", "DIR", "folder for the maps of all inputs, named after them",
+     "It is made where there is none. An input that fails stops no other; the exit code is then that of the "
+     "first that failed.",
+     "<file>", false},
+    {map, "--name", "PATTERN", "their names, such as {stem}_desc-{label}_sdt{ext}",
+     "{stem} is the name of the input without its extension, {ext} the extension of the map: that of the "
+     "input, or .nii.gz where maps can't have it; another one may be written out. {label} is the label of "
+     "--each-label or --label, {folder} the name of the input's folder. In names of the Brain Imaging Data "
+     "Structure {entities} is all but the suffix, {suffix} that, and {sub}, {ses} and the like are single "
+     "entities. The default is {entities}_sdt{ext}, or for other names {stem}_sdt{ext}; with --each-label it "
+     "has "
+     "label-{label} where that standard wants it. --preview is such a pattern as well.",
+     "", false},
+    {map, "--sidecar", "", "a JSON file beside each map that says what it is",
+     "Its keys are those of the Brain Imaging Data Structure where that has them.", "", false},
     {map, "--plane", "P", "plane of the slices: xy (default), xz or yz", "", "xy xz yz", false},
     {map, "--slice", "K", "compute slice K alone, counted from 0; all others hold 0", "", "", false},
     {map, "--units", "U", "voxels (default), or mm if the in-plane spacings agree",
@@ -49,6 +64,8 @@ constexpr OptionRow rows[] = {
 
     {run, "--threads", "N", "threads to compute on (default: one per processor)",
      "The map is the same for every number.", "", false},
+    {run, "--jobs", "N", "inputs to work on at a time, which share threads and memory",
+     "Each is worked on in a process of its own. The default is 1.", "", false},
     {run, "--memory", "SIZE", "memory to stay within: 512M, 4G (default: what is free)",
      "Where the whole does not fit, input of MetaImage, NIfTI or legacy VTK that is not compressed is read "
      "and "
@@ -59,10 +76,10 @@ constexpr OptionRow rows[] = {
     {run, "--force", "", "replace what exists", "", "", false},
     {run, "-q,--quiet", "", "print warnings and errors alone", "", "", false},
     {run, "-v,--verbose", "", "print timings and memory as well", "", "", false},
-    {run, "-h,--help", "", "print this help", "", "", false},
-    {run, "--version", "", "print version and build", "", "", false},
-    {{}, "--man", "", "print the manual page in roff", "", "", false},
-    {{}, "--completion", "", "print the completion for bash", "", "", false},
+    {self, "-h,--help", "", "print this help", "", "", false},
+    {self, "--version", "", "print version and build", "", "", false},
+    {self, "--man", "", "print the manual page in roff", "", "", false},
+    {self, "--completion", "", "print the completion for bash", "", "", false},
 };
 
 }  // namespace

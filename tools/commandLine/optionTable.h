@@ -11,8 +11,11 @@ namespace lorb::tools {
 /// Stands for the names of files among the words that an option takes, as the last of them.
 inline constexpr std::string_view fileWord = "<file>";
 
+/// The group of options that print what the tool says about itself.
+inline constexpr std::string_view aboutGroup = "About";
+
 struct OptionRow {
-  std::string_view group;     ///< heading that it stands under
+  std::string_view group;     ///< heading that it stands under in --help
   std::string_view names;     ///< "-o,--output", the long one last
   std::string_view argument;  ///< what follows it, "A B" for two words; empty for a flag
   std::string_view help;      ///< one line

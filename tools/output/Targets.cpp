@@ -100,10 +100,22 @@ StagedFile Targets::add(fs::path const& target) {
   bool const taken = std::any_of(targets_.begin(), targets_.end(),
                                  [&](Target const& other) { return other.place == place; });
   if (taken) refuse(target, "is written twice; expected a name of its own for each file");
+  if (!claims_.empty() && !isStandardStream(target)) claim(target, place);
   fs::path const& folder = workFolderIn(place.parent_path(), target);
   StagedFile const file = {target, folder / stagedName(targets_.size(), target)};
   targets_.push_back({file, place});
   return file;
+}
+
+void Targets::claim(fs::path const& target, fs::path const& place) const {
+  // Making a file that must be new is one step, whichever process comes first.
+  fs::path const file = claims_ / std::to_string(fs::hash_value(place));
+  int const made = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (made >= 0) {
+    close(made);
+  } else if (errno == EEXIST) {
+    refuse(target, "is written for another input as well; expected a name of its own for each file");
+  }
 }
 
 void Targets::move(Target const& target) const {

@@ -31,6 +31,10 @@ class Targets {
   /// With `replace`, files that exist are replaced.
   explicit Targets(bool replace) : replace_(replace) {}
 
+  /// Shares the targets with other processes that have the same folder `claims`: what one of them has added,
+  /// another is refused.
+  void shareIn(std::filesystem::path const& claims) { claims_ = claims; }
+
   /// Files that the run reads, none of which may be a target, be it added before or later. Throws
   /// `OutputError`.
   void protect(std::vector<std::filesystem::path> const& inputs);
@@ -52,11 +56,13 @@ class Targets {
   using FileId = std::pair<dev_t, ino_t>;
 
   void requireUsable(std::filesystem::path const& target) const;
+  void claim(std::filesystem::path const& target, std::filesystem::path const& place) const;
   void move(Target const& target) const;
   std::filesystem::path const& workFolderIn(std::filesystem::path const& folder,
                                             std::filesystem::path const& target);
 
   bool replace_;
+  std::filesystem::path claims_;  ///< empty when targets are not shared
   std::set<FileId> inputs_;
   std::vector<Target> targets_;
   std::map<std::filesystem::path, std::unique_ptr<WorkFolder>> folders_;

@@ -27,21 +27,28 @@ std::string rateText(double rate) {
 
 }  // namespace
 
-Progress::Progress(std::uint64_t total, Show show, std::size_t width, Now now)
+Progress::Progress(std::uint64_t total, Show show, std::size_t width, Now now, std::string things)
     : total_(total),
       show_(std::move(show)),
       width_(width),
       now_(std::move(now)),
+      things_(std::move(things)),
       begin_(now_()),
       shown_(begin_) {}
 
 Progress::~Progress() {
-  if (visible_) show_(eraseLine);
+  hide();
 }
 
-void Progress::advance(std::uint64_t slices) {
+void Progress::hide() {
   std::lock_guard const guard(mutex_);
-  done_ += slices;
+  if (visible_) show_(eraseLine);
+  visible_ = false;
+}
+
+void Progress::advance(std::uint64_t count) {
+  std::lock_guard const guard(mutex_);
+  done_ += count;
   if (!show_) return;
   auto const now = now_();
   if (now - begin_ < patience || now - shown_ < pause) return;
@@ -52,7 +59,7 @@ void Progress::advance(std::uint64_t slices) {
 
 std::string Progress::line(double seconds) const {
   double const rate = double(done_) / seconds;
-  std::string const text = std::to_string(done_) + " of " + std::to_string(total_) + " slices, " +
+  std::string const text = std::to_string(done_) + " of " + std::to_string(total_) + " " + things_ + ", " +
                            rateText(rate) + " a second, " + durationText(double(total_ - done_) / rate) +
                            " left";
   // In the last column some terminals begin a new line.

@@ -1,10 +1,8 @@
 #include "tools/report/Report.h"
 
 #include "tools/base/memory.h"
-#include "tools/build.h"
 #include "tools/report/unboundedSlices.h"
-
-#include <nlohmann/json.hpp>
+#include "tools/report/words.h"
 
 #include <cmath>
 #include <cstdio>
@@ -13,38 +11,8 @@
 namespace lorb::tools {
 namespace {
 
-using lorb::tools::nameOf;  // beside those of this file
-using json = nlohmann::ordered_json;
-
-std::string nameOfInput(Options const& options) {
-  return options.input ? options.input->string() : "built-in phantom";
-}
-
-char const* nameOf(Units units) {
-  return units == Units::voxels ? "voxels" : "mm";
-}
-
-char const* nameOf(NoBoundary choice) {
-  switch (choice) {
-    case NoBoundary::diagonal:
-      return "diagonal";
-    case NoBoundary::constant:
-      return "constant";
-    case NoBoundary::nan:
-      break;
-  }
-  return "nan";
-}
-
 double percentOf(InsideCount const& count) {
   return count.all == 0 ? 0.0 : 100.0 * double(count.inside) / double(count.all);
-}
-
-/// With two decimals, whatever the locale.
-std::string decimals(double number) {
-  auto const hundredths = std::llround(number * 100.0);
-  std::string const fraction = std::to_string(hundredths % 100);
-  return std::to_string(hundredths / 100) + (fraction.size() < 2 ? ".0" : ".") + fraction;
 }
 
 std::string joined(std::vector<ExactNumber> const& numbers, std::string const& between) {
@@ -95,11 +63,6 @@ json numberOrNull(float number) {
   return std::isfinite(number) ? json(number) : json(nullptr);
 }
 
-/// A whole number of 64 bits in full.
-json exactJson(ExactNumber number) {
-  return number < 0 ? json(static_cast<std::int64_t>(number)) : json(static_cast<std::uint64_t>(number));
-}
-
 json toJson(std::vector<SliceRange> const& ranges) {
   json list = json::array();
   for (SliceRange const& range : ranges) list.push_back({range.begin, range.end - 1});
@@ -117,6 +80,7 @@ json toJson(MapReport const& map) {
   InsideCount const& count = map.summary.count;
   return {{"path", map.path.string()},
           {"picture", map.picture ? json(map.picture->string()) : json(nullptr)},
+          {"sidecar", map.sidecar ? json(map.sidecar->string()) : json(nullptr)},
           {"object", ruleText(map.rule)},
           {"label", map.label ? exactJson(*map.label) : json(nullptr)},
           {"insideVoxels", count.inside},
@@ -149,16 +113,11 @@ json toJson(Options const& options) {
           {"threads", options.map.threads}};
 }
 
-json programJson() {
-  return {{"name", "lorb-distance"},
-          {"version", std::string(build::version)},
-          {"compiler", std::string(build::compiler)},
-          {"build", std::string(build::type)},
-          {"itk", std::string(build::itk)},
-          {"vtk", build::vtk.empty() ? json(nullptr) : json(build::vtk)}};
-}
-
 }  // namespace
+
+std::string nameOfInput(Options const& options) {
+  return options.input ? options.input->string() : "built-in phantom";
+}
 
 std::string ruleText(ObjectRule const& rule) {
   std::string const prefix = rule.inverted ? "all but " : "";

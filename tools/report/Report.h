@@ -16,7 +16,7 @@ namespace lorb::tools {
 /// One map that was written.
 struct MapReport {
   std::filesystem::path path;
-  std::optional<std::filesystem::path> picture;
+  std::optional<std::filesystem::path> picture, sidecar;
   std::optional<ExactNumber> label;  ///< of --each-label
   ObjectRule rule;
   MapSummary summary;
@@ -31,6 +31,9 @@ struct Report {
   Phases phases;
   double totalSeconds = 0.0;
 };
+
+/// The input as it was named.
+std::string nameOfInput(Options const& options);
 
 /// "values > 60", "all but labels 3, 4"
 std::string ruleText(ObjectRule const& rule);

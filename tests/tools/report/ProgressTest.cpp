@@ -42,6 +42,18 @@ TEST(ProgressLine, WaitsASecondAndTellsRateAndTimeLeft) {
   EXPECT_EQ(scene.shown.back(), "\r\x1b[K");
 }
 
+TEST(ProgressLine, MakesRoomForOtherLines) {
+  Scene scene;
+  Progress progress(30, scene.show(), 100, scene.clock(), "inputs");
+  scene.now += 10s;
+  progress.advance(10);
+  EXPECT_TRUE(scene.shown.back().ends_with("10 of 30 inputs, 1.0 a second, 20 s left")) << scene.shown.back();
+  progress.hide();
+  EXPECT_EQ(scene.shown.back(), "\r\x1b[K");
+  progress.hide();
+  EXPECT_EQ(scene.shown.size(), 2U) << "there is nothing to remove";
+}
+
 TEST(ProgressLine, SpeaksOfMinutes) {
   Scene scene;
   Progress progress(1000, scene.show(), 100, scene.clock());

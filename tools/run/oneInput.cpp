@@ -1,4 +1,4 @@
-#include "tools/run.h"
+#include "tools/run/oneInput.h"
 
 #include "tools/base/Stopwatch.h"
 #include "tools/base/errors.h"
@@ -7,10 +7,11 @@
 #include "tools/map/slabPlan.h"
 #include "tools/output/MapWriter.h"
 #include "tools/output/Targets.h"
+#include "tools/output/namePattern.h"
 #include "tools/picture/MapPicture.h"
 #include "tools/report/Progress.h"
 #include "tools/report/Report.h"
-#include "tools/selfTest.h"
+#include "tools/report/sidecar.h"
 #include "tools/volume/VolumeFile.h"
 #include "tools/volume/phantom.h"
 #include "tools/volume/standardStreams.h"
@@ -54,8 +55,9 @@ std::unique_ptr<VolumeSource> openInput(Options const& options) {
   return openVolume(*options.input, options.inputChoice);
 }
 
-std::string nameOfInput(Options const& options) {
-  return "input " + (options.input ? options.input->string() : "built-in phantom");
+/// How messages begin.
+std::string namedInput(Options const& options) {
+  return "input " + nameOfInput(options);
 }
 
 /// Millimetres that a voxel is long and wide within the slices.
@@ -66,17 +68,9 @@ double voxelLength(Options const& options, VolumeHeader const& header) {
   double const j = header.geometry.spacing[std::size_t(axes.j)];
   constexpr double tolerance = 1e-6;  // of single-precision headers
   if (std::abs(i - j) <= tolerance * i) return i;
-  throw InputError(nameOfInput(options) + ": has voxels of " + toText(i) + " × " + toText(j) +
+  throw InputError(namedInput(options) + ": has voxels of " + toText(i) + " × " + toText(j) +
                    " mm in plane " + nameOf(options.map.choice.plane) +
                    ", whose distances in voxels are none in mm; expected square ones for --units mm");
-}
-
-/// "map-77.nii.gz"
-fs::path withLabel(fs::path const& path, ExactNumber label) {
-  std::string const name = path.filename().string(), known = extensionOf(path);
-  std::size_t const extension = known.empty() ? path.extension().string().size() : known.size();
-  std::size_t const stem = name.size() - extension;
-  return path.parent_path() / (name.substr(0, stem) + "-" + numberText(label) + name.substr(stem));
 }
 
 /// Slices to work on at a time: all, when memory allows.
@@ -86,7 +80,7 @@ std::uint64_t slicesAtATime(Options const& options, VolumeSource const& source, 
   std::uint64_t const budget = options.memory.value_or(availableMemory() / 10 * 9);
   if (need.whole <= budget) return shape.count;
   std::uint64_t const slices = slicesWithin(budget, need);
-  std::string const shortage = nameOfInput(options) + ": its map takes about " + bytesText(need.whole) +
+  std::string const shortage = namedInput(options) + ": its map takes about " + bytesText(need.whole) +
                                " of memory, and there are " + bytesText(budget);
   if (!source.readsParts() || !takesPieces(options.output)) {
     throw MemoryError(shortage +
@@ -101,15 +95,18 @@ std::uint64_t slicesAtATime(Options const& options, VolumeSource const& source, 
 
 struct MapFiles {
   StagedFile map;
-  std::optional<StagedFile> picture;
+  std::optional<StagedFile> picture, sidecar;
 };
 
-/// One run of the tool, from options to report.
+/// The work on one input, from options to report.
 class Run {
  public:
-  Run(Options const& options, std::ostream& warnings)
+  Run(Options const& options, Neighbours const& neighbours, std::ostream& warnings)
       : options_(options), warnings_(warnings), targets_(options.force), report_{options_, {}, {}, 0,
-                                                                                 {},       {}, 0.0} {}
+                                                                                 {},       {}, 0.0} {
+    targets_.protect(neighbours.inputs);
+    targets_.shareIn(neighbours.targets);
+  }
 
   Report const& report() const { return report_; }
 
@@ -156,21 +153,27 @@ class Run {
     if (options_.json) json_ = targets_.add(*options_.json);
   }
 
+  std::optional<fs::path> sidecarOf(fs::path const& map) const {
+    return options_.sidecar ? std::optional(withExtension(map, ".json")) : std::nullopt;
+  }
+
   MapFiles filesOf(fs::path const& map, std::optional<fs::path> const& picture) {
-    MapFiles files = {targets_.add(map), std::nullopt};
+    MapFiles files = {targets_.add(map), std::nullopt, std::nullopt};
     if (picture) files.picture = targets_.add(*picture);
+    if (auto const sidecar = sidecarOf(map)) files.sidecar = targets_.add(*sidecar);
     return files;
   }
 
   void requireComputableSlices() const try {
     requireComputable(report_.header.extents, options_.map.choice);
   } catch (std::invalid_argument const& error) {
-    throw InputError(nameOfInput(options_) + ": " + error.what());
+    throw InputError(namedInput(options_) + ": " + error.what());
   }
 
   void listMaps(Slabs& slabs) {
     if (!options_.eachLabel) {
-      report_.maps.push_back({options_.output, options_.preview, std::nullopt, options_.rule, {}});
+      report_.maps.push_back(
+          {options_.output, options_.preview, sidecarOf(options_.output), std::nullopt, options_.rule, {}});
       return;
     }
     for (ExactNumber const label : labels(slabs)) {
@@ -180,7 +183,7 @@ class Run {
       std::optional<fs::path> picture;
       if (options_.preview) picture = withLabel(*options_.preview, label);
       files_.push_back(filesOf(path, picture));
-      report_.maps.push_back({path, picture, label, rule, {}});
+      report_.maps.push_back({path, picture, sidecarOf(path), label, rule, {}});
     }
   }
 
@@ -189,7 +192,7 @@ class Run {
     if (labels.empty()) throw std::invalid_argument("holds 0 alone; expected labels for --each-label");
     return labels;
   } catch (std::invalid_argument const& error) {
-    throw InputError(nameOfInput(options_) + ": " + error.what());
+    throw InputError(namedInput(options_) + ": " + error.what());
   }
 
   void make(MapFiles const& files, MapReport& map, Slabs& slabs, Progress& progress, MapPicture& picture) {
@@ -202,6 +205,7 @@ class Run {
     if (files.picture) writeContent(*files.picture, picture.png());
     report_.phases.picture += watch.lap();
     report_.header.type = slabs.type();
+    if (files.sidecar) writeContent(*files.sidecar, sidecarText(map, report_));
     if (auto const emptiness = emptinessOf(map, report_)) warn(*emptiness);
   }
 
@@ -213,17 +217,11 @@ class Run {
   Report report_;
 };
 
-void runSelfTest(std::ostream& report) {
-  SelfTestResult const result = selfTest();
-  tell(report, result);
-  if (!result.agrees()) throw Error(ExitCode::internal, "the library disagrees with brute force, see above");
-}
-
 }  // namespace
 
-void run(Options const& options, std::ostream& report, std::ostream& warnings) {
-  if (options.selfTest) return runSelfTest(report);
-  Run run(options, warnings);
+void runOneInput(Options const& options, Neighbours const& neighbours, std::ostream& report,
+                 std::ostream& warnings) {
+  Run run(options, neighbours, warnings);
   run.makeFiles();
   if (options.quiet) return;
   bool const taken = isStandardStream(options.output) || (options.json && isStandardStream(*options.json));
