@@ -3,7 +3,7 @@
 #include "tools/base/errors.h"
 #include "tools/build.h"
 #include "tools/commandLine/optionTable.h"
-#include "tools/volume/FileFormat.h"
+#include "tools/volume/formatTable.h"
 
 #include <string_view>
 #include <vector>
@@ -121,8 +121,9 @@ std::string manualPage() {
       "Writes, for every voxel of a volume, the distance to the boundary of an object within the voxel\\(aqs "
       "slice: from centre to centre, negative inside, positive outside, as 32-bit floats, in the input\\(aqs "
       "place in space.\n.PP\nINPUT is a file with one of the extensions " +
-      roff(readableExtensions()) +
-      ", a folder of DICOM files, or \\- for NRRD, MetaImage or NIfTI data on standard input. OUTPUT has "
+      roff(readableExtensions()) + ", a folder of DICOM files, or \\- for " +
+      namesOf([](VolumeFormat const& format) { return format.extensionFor != nullptr; }) +
+      " data on standard input. OUTPUT has "
       "one of the extensions " +
       roff(writableExtensions()) +
       ", or is \\- for NRRD data on standard output. Files are written beside their place and put there in "

@@ -1,9 +1,8 @@
 #include "tools/output/MapWriter.h"
 
 #include "tools/base/errors.h"
-#include "tools/volume/ItkVolumeSource.h"
-#include "tools/volume/ItkVolumeWriter.h"
 #include "tools/volume/VolumeFile.h"
+#include "tools/volume/formatTable.h"
 
 #include <utility>
 
@@ -11,7 +10,8 @@ namespace lorb::tools {
 namespace fs = std::filesystem;
 
 bool takesPieces(fs::path const& target) {
-  return formatOf(target) == FileFormat::metaImage;
+  VolumeFormat const* const format = formatOf(target);
+  return format != nullptr && format->writePiece != nullptr;
 }
 
 MapWriter::MapWriter(StagedFile file, VolumeHeader header, bool pieces)
@@ -32,12 +32,12 @@ void MapWriter::fail(std::string const& reason) const {
 
 void MapWriter::writePiece(DistanceMap const& map, Region const& region) const {
   try {
-    writeItkRegion(map, region, header_, file_.path);
+    formatOf(file_.path)->writePiece(map, region, header_, file_.path);
   } catch (OutputError const& error) {
     fail(error.what());
   }
   try {
-    auto const written = openItkVolume(file_.path, FileFormat::metaImage, {})->read(region);
+    auto const written = openVolume(file_.path)->read(region);
     if (!equalVoxels(*written, map)) fail("the written voxels are not the computed ones");
   } catch (InputError const&) {
     fail("could not be written in full; is the disk full?");
@@ -46,9 +46,10 @@ void MapWriter::writePiece(DistanceMap const& map, Region const& region) const {
 
 void MapWriter::finish() const {
   if (!pieces_) return;
-  Geometry const written = openItkVolume(file_.path, FileFormat::metaImage, {})->header().geometry;
+  Geometry const written = openVolume(file_.path)->header().geometry;
   if (!samePlace(header_.geometry, written, header_.extents)) {
-    fail("MetaImage can't hold the volume's origin, spacing and direction; expected another format");
+    fail(std::string(formatOf(file_.path)->name) +
+         " can't hold the volume's origin, spacing and direction; expected another format");
   }
 }
 

@@ -1,7 +1,7 @@
 #include "tools/output/Targets.h"
 
 #include "tools/base/errors.h"
-#include "tools/volume/FileFormat.h"
+#include "tools/volume/formatTable.h"
 #include "tools/volume/standardStreams.h"
 
 #include <fcntl.h>
@@ -45,7 +45,7 @@ fs::path placeOf(fs::path const& target) {
 }
 
 std::string stagedName(std::size_t number, fs::path const& target) {
-  std::string const known = isStandardStream(target) ? ".nrrd" : oneFileExtensionOf(target);
+  std::string const known = oneFileExtensionOf(isStandardStream(target) ? "a.nrrd" : target);
   return std::to_string(number) + (known.empty() ? target.extension().string() : known);
 }
 

@@ -1,7 +1,7 @@
 #include "tools/output/namePattern.h"
 
 #include "tools/base/errors.h"
-#include "tools/volume/FileFormat.h"
+#include "tools/volume/formatTable.h"
 
 #include <algorithm>
 #include <cctype>
@@ -57,7 +57,8 @@ std::optional<BidsName> bidsName(std::string const& stem) {
 }
 
 std::string mapExtension(fs::path const& input) {
-  return isWritable(input) ? oneFileExtensionOf(input) : ".nii.gz";
+  std::string const known = oneFileExtensionOf(input);
+  return known.empty() ? ".nii.gz" : known;
 }
 
 std::string listed(NameParts const& parts) {

@@ -13,6 +13,7 @@
 #include "tools/report/Report.h"
 #include "tools/report/sidecar.h"
 #include "tools/volume/VolumeFile.h"
+#include "tools/volume/formatTable.h"
 #include "tools/volume/phantom.h"
 #include "tools/volume/standardStreams.h"
 

@@ -3,9 +3,9 @@
 #include "tools/base/SilencedStreams.h"
 #include "tools/base/errors.h"
 #include "tools/base/parseNumber.h"
-#include "tools/volume/FileFormat.h"
 #include "tools/volume/ItkVolumeSource.h"
 #include "tools/volume/crashFence.h"
+#include "tools/volume/formatTable.h"
 #include "tools/volume/itkImageIO.h"
 
 #include <lorb/dataset/dump.h>
@@ -96,7 +96,7 @@ struct Scan {
 /// Slices have their own extension, none, or a number of a series; other files lie beside them.
 bool isNamedLikeASlice(fs::path const& file) {
   std::string const extension = file.extension().string();
-  return extension.empty() || parseInteger(extension.substr(1)) || formatOf(file) == FileFormat::dicom;
+  return extension.empty() || parseInteger(extension.substr(1)) || formatOf(file) == &dicomFormat;
 }
 
 /// Whether a file that the scan knows nothing of may be a slice all the same. Nobody can tell for what is
@@ -159,7 +159,7 @@ std::string whyNoSlice(fs::path const& file) {
 /// Refuses a slice on whose pixels GDCM fails altogether.
 void requireReadable(Slices const& slices) {
   auto const fatal = fatalCalls(slices.size(), [&](std::size_t k) {
-    auto const source = openItkVolume(slices[k].file, FileFormat::dicom, {});
+    auto const source = openItkVolume(slices[k].file, {}, itkDicom);
     source->read(wholeRegion(source->header().extents));
   });
   if (!fatal.empty()) refuseInput(slices[fatal[0]].file, "is damaged: its reader fails on it altogether");
@@ -366,7 +366,7 @@ class DicomSeriesSource : public VolumeSource {
  public:
   explicit DicomSeriesSource(Stack const& stack) : slices_(stack.slices()) {
     fs::path const& first = slices_[0].file;
-    auto const io = openImageIO(first, FileFormat::dicom);
+    auto const io = openImageIO(first, itkDicom);
     requireScalars(*io, first);
     header_.extents = extentsIn(*io, first);
     header_.extents[2] = slices_.size();
@@ -400,7 +400,7 @@ class DicomSeriesSource : public VolumeSource {
 
  private:
   void readSlice(fs::path const& file, std::byte* target) const {
-    auto const io = openImageIO(file, FileFormat::dicom);
+    auto const io = openImageIO(file, itkDicom);
     requireScalars(*io, file);
     Extents const extents = extentsIn(*io, file);
     if (extents[0] != header_.extents[0] || extents[1] != header_.extents[1] || extents[2] != 1) {
@@ -443,7 +443,7 @@ std::unique_ptr<VolumeSource> openDicomSeries(fs::path const& path, InputChoice 
       fs::is_directory(path) ? chosenSeries(path, choice, notices) : seriesOf(path, choice, notices);
   requireReadable(slices);
   bool const alone = slices.size() == 1;
-  auto source = alone ? openItkVolume(slices[0].file, FileFormat::dicom, choice)
+  auto source = alone ? openItkVolume(slices[0].file, choice, itkDicom)
                       : openStack(std::move(slices), path, choice, notices);
   source->notices = std::move(notices);
   return source;

@@ -2,9 +2,7 @@
 
 #include "tools/base/errors.h"
 #include "tools/volume/crashFence.h"
-#include "tools/volume/imageHeader.h"
-#include "tools/volume/itkImageIO.h"
-#include "tools/volume/wholeFile.h"
+#include "tools/volume/itkData.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -34,7 +32,7 @@ void requireDimensions(itk::ImageIOBase const& io, fs::path const& path) {
   if (dimensions < 2) refuseInput(path, "has " + std::to_string(dimensions) + " dimensions; expected 3");
 }
 
-itk::ImageIOBase::Pointer openFenced(fs::path const& path, FileFormat format) {
+itk::ImageIOBase::Pointer openFenced(fs::path const& path, ItkFormat const& format) {
   requireSaneHeader(path, format);
   // Some numbers that no check thinks of end the process within ITK.
   if (!fatalCalls(1, [&](std::size_t) { openImageIO(path, format); }).empty()) {
@@ -43,23 +41,17 @@ itk::ImageIOBase::Pointer openFenced(fs::path const& path, FileFormat format) {
   return openImageIO(path, format);
 }
 
-/// ITK drops the third dimension of a single slice, and its place with it.
-void completePlace(Geometry& geometry, fs::path const& path) {
-  geometry.origin = vtkVector(path, "ORIGIN").value_or(geometry.origin);
-  geometry.spacing = vtkVector(path, "SPACING").value_or(geometry.spacing);
-}
-
 class ItkVolumeSource : public VolumeSource {
  public:
-  ItkVolumeSource(fs::path path, FileFormat format, InputChoice const& choice)
+  ItkVolumeSource(fs::path path, ItkFormat const& format, InputChoice const& choice)
       : path_(std::move(path)), format_(format), io_(openFenced(path_, format)) {
     requireScalars(*io_, path_);
     requireDimensions(*io_, path_);
     header_.extents = extentsIn(*io_, path_);
     header_.type = typeOf(io_->GetComponentType());
     header_.geometry = geometryIn(*io_);
-    header_.inPatient = format != FileFormat::vtk;
-    if (format == FileFormat::vtk) completePlace(header_.geometry, path_);
+    header_.inPatient = format.inPatient;
+    if (format.completePlace != nullptr) format.completePlace(header_.geometry, path_);
     requirePlace(header_.geometry, path_);
     counts_ = countsIn(*io_);
     volume_ = chosenVolume(product(counts_, 3), choice, path_);
@@ -132,7 +124,7 @@ class ItkVolumeSource : public VolumeSource {
   }
 
   fs::path path_;
-  FileFormat format_;
+  ItkFormat const& format_;
   itk::ImageIOBase::Pointer io_;
   VolumeHeader header_;
   std::unique_ptr<VoxelReader> reader_;
@@ -142,8 +134,8 @@ class ItkVolumeSource : public VolumeSource {
 
 }  // namespace
 
-std::unique_ptr<VolumeSource> openItkVolume(fs::path const& path, FileFormat format,
-                                            InputChoice const& choice) {
+std::unique_ptr<VolumeSource> openItkVolume(fs::path const& path, InputChoice const& choice,
+                                            ItkFormat const& format) {
   return std::make_unique<ItkVolumeSource>(path, format, choice);
 }
 

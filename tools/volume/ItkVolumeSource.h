@@ -1,17 +1,23 @@
 // MetaImage, NRRD, legacy VTK and single DICOM files, through ITK.
 #pragma once
 
-#include "tools/volume/FileFormat.h"
-#include "tools/volume/VolumeSource.h"
+#include "tools/volume/itkImageIO.h"
 
 #include <filesystem>
 #include <memory>
 
 namespace lorb::tools {
 
-/// Opens a file of the given format. Throws `InputError` naming the file for what is no such file, holds
-/// anything but one number a voxel, is shorter than its header says, or needs a choice that was not made.
-std::unique_ptr<VolumeSource> openItkVolume(std::filesystem::path const& path, FileFormat format,
-                                            InputChoice const& choice);
+/// Opens a file of the given format, which outlives the source. Throws `InputError` naming the file for what
+/// is no such file, holds anything but one number a voxel, is shorter than its header says, or needs a choice
+/// that was not made.
+std::unique_ptr<VolumeSource> openItkVolume(std::filesystem::path const& path, InputChoice const& choice,
+                                            ItkFormat const& format);
+
+/// The same for the row of a format.
+template <ItkFormat const& format>
+std::unique_ptr<VolumeSource> openItkVolume(std::filesystem::path const& path, InputChoice const& choice) {
+  return openItkVolume(path, choice, format);
+}
 
 }  // namespace lorb::tools

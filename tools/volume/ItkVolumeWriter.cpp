@@ -46,12 +46,12 @@ void write(itk::ImageIOBase& io, void const* voxels, Region const& region, fs::p
 
 }  // namespace
 
-void writeItkVolume(Volume const& volume, fs::path const& path, FileFormat format) {
+void writeItkVolume(Volume const& volume, fs::path const& path, ItkFormat const& format) {
   TypeID const type = volume.voxels->type_id();
   if (componentOf(type) == itk::IOComponentEnum::UNKNOWNCOMPONENTTYPE) {
     throw OutputError("no file format stores elements of type " + nameOf(type));
   }
-  auto const io = makeImageIO(format);
+  auto const io = format.makeImageIO();
   Extents const extents = extentsOf(*volume.voxels);
   describe(*io, type, extents, volume.geometry);
   io->SetFileType(itk::IOFileEnum::Binary);
@@ -60,8 +60,8 @@ void writeItkVolume(Volume const& volume, fs::path const& path, FileFormat forma
 }
 
 void writeItkRegion(TImageDataset<float, 3> const& voxels, Region const& region, VolumeHeader const& whole,
-                    fs::path const& path) {
-  auto const io = makeImageIO(FileFormat::metaImage);
+                    fs::path const& path, ItkFormat const& format) {
+  auto const io = format.makeImageIO();
   describe(*io, typeFloat, whole.extents, whole.geometry);
   io->SetUseCompression(false);
   write(*io, voxels.voxels().data(), region, path);

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "tools/volume/VolumeSource.h"
-#include "tools/volume/imageHeader.h"
+#include "tools/volume/imageData.h"
 
 #include <cstdint>
 #include <filesystem>

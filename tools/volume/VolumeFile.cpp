@@ -1,17 +1,10 @@
 #include "tools/volume/VolumeFile.h"
 
 #include "tools/base/errors.h"
-#include "tools/volume/DicomSeries.h"
-#include "tools/volume/ItkVolumeSource.h"
-#include "tools/volume/ItkVolumeWriter.h"
-#include "tools/volume/NiftiVolume.h"
-#include "tools/volume/TiffVolumeSource.h"
-#include "tools/volume/TiffVolumeWriter.h"
+#include "tools/volume/formatTable.h"
 #include "tools/volume/standardStreams.h"
-#ifdef LORB_TOOLS_WITH_VTI
-#include "tools/volume/VtiVolumeFile.h"
-#endif
 
+#include <string>
 #include <system_error>
 
 namespace lorb::tools {
@@ -28,10 +21,19 @@ void requireFile(fs::path const& path) {
   if (fs::file_size(path, error) == 0 && !error) refuseInput(path, "is empty; expected a volume");
 }
 
-FileFormat formatOfFile(fs::path const& path) {
-  if (auto const format = formatOf(path)) return *format;
-  // DICOM files often have no extension.
-  if (isDicomFile(path)) return FileFormat::dicom;
+VolumeFormat const& formatOfFolder(fs::path const& path) {
+  for (VolumeFormat const* const format : formats()) {
+    if (format->isSeries) return *format;
+  }
+  refuseInput(path, "is a folder; expected a file");
+}
+
+VolumeFormat const& formatOfFile(fs::path const& path) {
+  requireFile(path);
+  if (VolumeFormat const* const format = formatOf(path)) return *format;
+  for (VolumeFormat const* const format : formats()) {
+    if (format->isMarked != nullptr && format->isMarked(path)) return *format;
+  }
   refuseInput(path, "unknown extension; expected one of " + readableExtensions());
 }
 
@@ -39,27 +41,9 @@ void requireNoSeries(fs::path const& path, InputChoice const& choice) {
   if (choice.series) refuseInput(path, "is no DICOM series; expected no --series '" + *choice.series + "'");
 }
 
-void writeAs(FileFormat format, Volume const& volume, fs::path const& path) {
-#ifdef LORB_TOOLS_WITH_VTI
-  if (format == FileFormat::vti) return writeVtiVolume(volume, path);
-#endif
-  if (format == FileFormat::nifti) return writeNiftiVolume(volume, path);
-  if (format == FileFormat::tiff) return writeTiffVolume(volume, path);
-  writeItkVolume(volume, path, format);
-}
-
-[[noreturn]] void refusePlace(fs::path const& target, FileFormat format) {
-  throw OutputError("output " + target.string() + ": " + nameOf(format) +
+[[noreturn]] void refusePlace(fs::path const& target, VolumeFormat const& format) {
+  throw OutputError("output " + target.string() + ": " + std::string(format.name) +
                     " can't hold the volume's origin, spacing and direction; expected another format");
-}
-
-/// What is left of a place in a file of the format.
-Geometry placeIn(FileFormat format, Geometry geometry) {
-  if (format == FileFormat::vtk) geometry.direction = Geometry().direction;
-  if (format != FileFormat::tiff) return geometry;
-  Geometry flat;
-  flat.spacing = geometry.spacing;
-  return flat;
 }
 
 void requireWritten(Volume const& volume, StagedFile const& file) try {
@@ -77,22 +61,14 @@ void requireWritten(Volume const& volume, StagedFile const& file) try {
 }  // namespace
 
 std::unique_ptr<VolumeSource> openVolume(fs::path const& path, InputChoice const& choice) {
-  std::error_code error;
-  if (fs::is_directory(path, error)) return openDicomSeries(path, choice);
-  if (!isStandardStream(path)) requireFile(path);
-  auto const format = isStandardStream(path) ? FileFormat::nrrd : formatOfFile(path);
-  if (format == FileFormat::dicom) return openDicomSeries(path, choice);
-  requireNoSeries(path, choice);
-  if (isStandardStream(path)) return openStandardInput(choice);
-#ifdef LORB_TOOLS_WITH_VTI
-  if (format == FileFormat::vti) {
-    chosenVolume(1, choice, path);
-    return openVtiVolume(path);
+  if (isStandardStream(path)) {
+    requireNoSeries(path, choice);
+    return openStandardInput(choice);
   }
-#endif
-  if (format == FileFormat::tiff) return openTiffVolume(path, choice);
-  if (format == FileFormat::nifti) return openNiftiVolume(path, choice);
-  return openItkVolume(path, format, choice);
+  std::error_code ignored;
+  VolumeFormat const& format = fs::is_directory(path, ignored) ? formatOfFolder(path) : formatOfFile(path);
+  if (!format.isSeries) requireNoSeries(path, choice);
+  return format.open(path, choice);
 }
 
 Volume readVolume(fs::path const& path, InputChoice const& choice) {
@@ -105,25 +81,25 @@ Volume readVolume(fs::path const& path, InputChoice const& choice) {
 }
 
 void requireWritableName(fs::path const& target) {
-  if (isStandardStream(target) || isWritable(target)) return;
-  auto const format = formatOf(target);
-  std::string const reason = !format ? "unknown extension"
-                             : *format == FileFormat::nifti
-                                 ? "header and voxels are written in one file alone"
-                                 : nameOf(*format) + " files are not written";
+  if (isStandardStream(target) || !oneFileExtensionOf(target).empty()) return;
+  VolumeFormat const* const format = formatOf(target);
+  std::string const reason = format == nullptr          ? "unknown extension"
+                             : format->write == nullptr ? std::string(format->name) + " files are not written"
+                                                        : "header and voxels are written in one file alone";
   throw OutputError("output " + target.string() + ": " + reason + "; expected one of " +
                     writableExtensions());
 }
 
 void requireRoomForPlace(fs::path const& target, Geometry const& geometry, Extents const& extents) {
   if (isStandardStream(target)) return;
-  FileFormat const format = *formatOf(target);
-  if (!samePlace(geometry, placeIn(format, geometry), extents)) refusePlace(target, format);
+  VolumeFormat const& format = *formatOf(target);
+  if (format.placeIn == nullptr || samePlace(geometry, format.placeIn(geometry), extents)) return;
+  refusePlace(target, format);
 }
 
 void writeVolume(Volume const& volume, StagedFile const& file) {
   try {
-    writeAs(*formatOf(file.path), volume, file.path);
+    formatOf(file.path)->write(volume, file.path);
   } catch (OutputError const& error) {
     throw OutputError("output " + file.target.string() + ": " + error.what());
   }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "tools/output/Targets.h"
-#include "tools/volume/FileFormat.h"
 #include "tools/volume/VolumeSource.h"
 
 #include <filesystem>

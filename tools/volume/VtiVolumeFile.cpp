@@ -3,6 +3,7 @@
 #include "tools/base/SilencedStreams.h"
 #include "tools/base/errors.h"
 #include "tools/base/parseNumber.h"
+#include "tools/volume/formatTable.h"
 
 #include <lorb/vtk/toImageData.h>
 #include <lorb/vtk/toImageDataset.h>
@@ -249,5 +250,19 @@ void writeVtiVolume(Volume const& volume, fs::path const& path) {
   bool const written = writer->Write() != 0 && writer->GetErrorCode() == 0 && !messages.reportError();
   if (!written) throw OutputError("VTK could not write it; is the disk full?");
 }
+
+namespace {
+
+constexpr Extension extensions[] = {{".vti", ".vti"}};
+
+std::unique_ptr<VolumeSource> open(fs::path const& path, InputChoice const& choice) {
+  chosenVolume(1, choice, path);
+  return openVtiVolume(path);
+}
+
+}  // namespace
+
+constinit VolumeFormat const vtiFormat = {
+    .name = "VTK image", .extensions = extensions, .open = open, .write = writeVtiVolume};
 
 }  // namespace lorb::tools

@@ -5,9 +5,6 @@
 
 #include <gdcmTrace.h>
 #include <itkGDCMImageIO.h>
-#include <itkMetaImageIO.h>
-#include <itkNrrdImageIO.h>
-#include <itkVTKImageIO.h>
 
 #include <algorithm>
 #include <iostream>
@@ -19,23 +16,8 @@
 namespace lorb::tools {
 namespace fs = std::filesystem;
 
-itk::ImageIOBase::Pointer makeImageIO(FileFormat format) {
-  switch (format) {
-    case FileFormat::metaImage:
-      return itk::MetaImageIO::New().GetPointer();
-    case FileFormat::nrrd:
-      return itk::NrrdImageIO::New().GetPointer();
-    case FileFormat::vtk:
-      return itk::VTKImageIO::New().GetPointer();
-    case FileFormat::dicom:
-      return itk::GDCMImageIO::New().GetPointer();
-    case FileFormat::nifti:
-    case FileFormat::tiff:
-    case FileFormat::vti:
-      break;
-  }
-  throw std::logic_error("ITK reads no files of this format");
-}
+constinit ItkFormat const itkDicom = {.name = "DICOM",
+                                      .makeImageIO = [] { return makeImageIO<itk::GDCMImageIO>(); }};
 
 itk::IOComponentEnum componentOf(TypeID type) {
   // Which of ITK's names an integer of 64 bits has is a matter of the platform.
@@ -77,19 +59,17 @@ std::string reasonOf(itk::ExceptionObject const& error) {
   return text;
 }
 
-itk::ImageIOBase::Pointer openImageIO(fs::path const& path, FileFormat format) {
-  auto io = makeImageIO(format);
+itk::ImageIOBase::Pointer openImageIO(fs::path const& path, ItkFormat const& format) {
+  auto io = format.makeImageIO();
   SilencedStreams const silenced;
   try {
-    // MetaImage's own check asks for NDims, as the one before does, and for an extension in small letters.
-    bool const checked = format == FileFormat::metaImage;
-    if (!checked && !io->CanReadFile(path.c_str())) {
-      refuseInput(path, "is no " + nameOf(format) + " file, or a damaged one");
+    if (format.asksItkFirst && !io->CanReadFile(path.c_str())) {
+      refuseInput(path, "is no " + std::string(format.name) + " file, or a damaged one");
     }
     io->SetFileName(path.string());
     io->ReadImageInformation();
   } catch (itk::ExceptionObject const& error) {
-    refuseInput(path, "can't be read as " + nameOf(format) + ": " + reasonOf(error));
+    refuseInput(path, "can't be read as " + std::string(format.name) + ": " + reasonOf(error));
   }
   return io;
 }

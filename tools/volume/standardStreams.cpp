@@ -2,9 +2,7 @@
 
 #include "tools/base/WorkFolder.h"
 #include "tools/base/errors.h"
-#include "tools/volume/ItkVolumeSource.h"
-#include "tools/volume/NiftiVolume.h"
-#include "tools/volume/niftiHeader.h"
+#include "tools/volume/formatTable.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -23,17 +21,22 @@ namespace lorb::tools {
 namespace fs = std::filesystem;
 namespace {
 
+/// A format, and the extension that suits data of it.
 struct Kind {
-  FileFormat format;
-  char const* extension;
+  VolumeFormat const* format = nullptr;
+  std::string_view extension;
 };
 
-std::optional<Kind> kindOf(std::string_view head) {
-  if (head.starts_with("NRRD")) return Kind{FileFormat::nrrd, ".nrrd"};
-  if (head.starts_with("\x1f\x8b")) return Kind{FileFormat::nifti, ".nii.gz"};
-  if (beginsLikeNifti(head)) return Kind{FileFormat::nifti, ".nii"};
-  if (head.substr(0, 400).find("NDims") != std::string_view::npos) return Kind{FileFormat::metaImage, ".mha"};
-  return std::nullopt;
+Kind kindOf(std::string_view head) {
+  for (VolumeFormat const* const format : formats()) {
+    if (format->extensionFor == nullptr) continue;
+    if (auto const extension = format->extensionFor(head); !extension.empty()) return {format, extension};
+  }
+  return {};
+}
+
+std::string expectedFormats() {
+  return namesOf([](VolumeFormat const& format) { return format.extensionFor != nullptr; });
 }
 
 /// Fills `buffer` from standard input as far as that goes.
@@ -105,18 +108,17 @@ bool isStandardStream(fs::path const& path) {
 std::unique_ptr<VolumeSource> openStandardInput(InputChoice const& choice) {
   std::vector<char> block(std::size_t(1) << 20);
   std::size_t count = readInput(block);
-  auto const kind = kindOf({block.data(), count});
-  if (!kind) throw InputError("input -: is no NRRD, MetaImage or NIfTI data; expected one of them");
+  Kind const kind = kindOf({block.data(), count});
+  if (kind.format == nullptr) refuseInput("-", "is no " + expectedFormats() + " data; expected one of them");
   auto folder = temporaryFolder();
-  fs::path const path = folder->path() / (std::string("input") + kind->extension);
+  fs::path const path = folder->path() / ("input" + std::string(kind.extension));
   std::ofstream file(path, std::ios::binary);
   for (; count > 0; count = readInput(block)) file.write(block.data(), static_cast<std::streamsize>(count));
   file.close();
   if (!file) {
     refuseInput("-", "has no room in " + temporaryRoot().string() + "; expected a file or another TMPDIR");
   }
-  auto source = kind->format == FileFormat::nifti ? openNiftiVolume(path, choice)
-                                                  : openItkVolume(path, kind->format, choice);
+  auto source = kind.format->open(path, choice);
   return std::make_unique<SpooledSource>(std::move(folder), std::move(source));
 }
 

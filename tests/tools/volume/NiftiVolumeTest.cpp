@@ -1,9 +1,8 @@
-#include "tools/volume/NiftiVolume.h"
-
 #include "tests/tools/TemporaryFolder.h"
 #include "tests/tools/sampleVolumes.h"
 #include "tools/base/errors.h"
 #include "tools/volume/VolumeFile.h"
+#include "tools/volume/formatTable.h"
 #include "tools/volume/niftiHeader.h"
 
 #include <gtest/gtest.h>

@@ -3,6 +3,7 @@
 #include "tests/tools/TemporaryFolder.h"
 #include "tests/tools/sampleVolumes.h"
 #include "tools/base/errors.h"
+#include "tools/volume/formatTable.h"
 #include "tools/volume/niftiHeader.h"
 
 #include <gtest/gtest.h>
@@ -44,8 +45,8 @@ testing::AssertionResult says(std::string const& line, std::string const& part) 
 
 /// What the format can hold of a geometry.
 Geometry placeableIn(fs::path const& path, Geometry geometry = obliqueGeometry()) {
-  if (formatOf(path) == FileFormat::vtk) geometry.direction = Geometry().direction;
-  if (formatOf(path) != FileFormat::tiff) return geometry;
+  if (formatOf(path) == &legacyVtkFormat) geometry.direction = Geometry().direction;
+  if (formatOf(path) != &tiffFormat) return geometry;
   Geometry flat;
   flat.spacing = geometry.spacing;
   return flat;
@@ -143,7 +144,7 @@ TEST_P(VolumeFile, IsNotWrittenWithoutRoomForItsPlace) {
   Volume volume = sample(typeFloat);
   volume.geometry.direction = {{{1.0, 0.5, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}}};  // sheared
   auto const format = formatOf(file());
-  bool const fits = format != FileFormat::vtk && format != FileFormat::tiff;
+  bool const fits = format != &legacyVtkFormat && format != &tiffFormat;
   if (fits) {
     writeVolume(volume, file(), false);
     EXPECT_TRUE(samePlace(readVolume(file()).geometry, volume.geometry, extentsOf(*volume.voxels)));
@@ -154,11 +155,11 @@ TEST_P(VolumeFile, IsNotWrittenWithoutRoomForItsPlace) {
 }
 
 TEST(VolumeFileName, PicksTheFormat) {
-  EXPECT_EQ(formatOf("a/b.nii.gz"), FileFormat::nifti);
-  EXPECT_EQ(formatOf("b.c.mhd"), FileFormat::metaImage);
-  EXPECT_EQ(formatOf("b.nhdr"), FileFormat::nrrd);
+  EXPECT_EQ(formatOf("a/b.nii.gz"), &niftiFormat);
+  EXPECT_EQ(formatOf("b.c.mhd"), &metaImageFormat);
+  EXPECT_EQ(formatOf("b.nhdr"), &nrrdFormat);
   for (char const* name : {"b", "b.gz", ".nii", "nii", "b.jpg", "b.nii.bz2", "b.nii/"}) {
-    EXPECT_EQ(formatOf(name), std::nullopt) << name;
+    EXPECT_EQ(formatOf(name), nullptr) << name;
   }
 }
 
@@ -342,6 +343,32 @@ TEST(VolumeFileContent, DataMayLieInASecondFile) {
       '8');
 }
 
+TEST(VolumeFileContent, MetaImageSkipsAsManyBytesAsItsHeaderSays) {
+  TemporaryFolder const folder;
+  auto const complaint = [&](std::string const& size, std::string const& file) {
+    std::string const header = "ObjectType = Image\nNDims = 3\nBinaryData = True\nHeaderSize = " + size +
+                               "\nDimSize = 2 2 2\nElementType = MET_UCHAR\nElementDataFile = " + file + "\n";
+    writeContent(folder / "a.mhd", header + (file == "LOCAL" ? "12345678" : ""));
+    return complaintOf(folder / "a.mhd");
+  };
+  writeContent(folder / "a.raw", "head12345678");
+  for (char const* size : {"0", "4", "-1"}) {
+    EXPECT_EQ(complaint(size, "a.raw"), "read without complaint") << size;
+    auto const voxels = readVolume(folder / "a.mhd").voxels;
+    EXPECT_EQ((static_cast<TImageDataset<unsigned char, 3> const&>(*voxels)(0, 0, 0)),
+              *size == '0' ? 'h' : '1');
+  }
+  for (char const* size : {"-2", "1.5", "x", "nan", "99999999999"}) {
+    std::string const expected =
+        std::string("has HeaderSize = ") + size + "; expected a whole number of bytes";
+    EXPECT_TRUE(says(complaint(size, "a.raw"), expected));
+  }
+  EXPECT_TRUE(says(complaint("5", "a.raw"), "holds 7 bytes of data; expected 8"));
+  EXPECT_TRUE(says(complaint("2000000000", "a.raw"), "holds 0 bytes of data; expected 8"));
+  EXPECT_EQ(complaint("-1", "LOCAL"), "read without complaint");
+  EXPECT_TRUE(says(complaint("20", "LOCAL"), "has HeaderSize = 20, within its header; expected"));
+}
+
 /// One row of the given kind in little-endian order.
 std::string tiffFile(unsigned width, unsigned bits, unsigned format, unsigned samples,
                      std::string const& data, std::size_t kept, unsigned compression = 1) {
@@ -492,13 +519,13 @@ TEST(VolumeFileContent, DetachedCompressedDataIsChecked) {
 TEST_P(VolumeFile, KeepsItsPlaceToTheLastBitWhereTheFormatDoes) {
   auto const format = formatOf(file());
   Volume volume = sample(typeFloat);
-  if (format != FileFormat::tiff) {
+  if (format != &tiffFormat) {
     volume.geometry.origin = {0.1, -100.0 / 3.0, 1e-3};
     volume.geometry.spacing = {0.7, 1.0 / 3.0, 2.1};
   }
   writeVolume(volume, file(), false);
   Geometry const read = readVolume(file()).geometry;
-  if (format == FileFormat::nifti) {  // single precision, and axes that run to the right and anterior
+  if (format == &niftiFormat) {  // single precision, and axes that run to the right and anterior
     auto const matrix = readNiftiHeader(file()).notes.matrix;
     for (std::size_t row = 0; row < 3; ++row) {
       double const sign = row < 2 ? -1.0 : 1.0;
@@ -510,7 +537,7 @@ TEST_P(VolumeFile, KeepsItsPlaceToTheLastBitWhereTheFormatDoes) {
     }
   } else {
     // NRRD stores directions times spacing, TIFF voxels per centimetre in single precision.
-    double const allowed = format == FileFormat::nrrd ? 3e-16 : format == FileFormat::tiff ? 1e-7 : 0.0;
+    double const allowed = format == &nrrdFormat ? 3e-16 : format == &tiffFormat ? 1e-7 : 0.0;
     EXPECT_EQ(read.origin, volume.geometry.origin);
     for (std::size_t a = 0; a < 3; ++a) {
       EXPECT_NEAR(read.spacing[a], volume.geometry.spacing[a], allowed);

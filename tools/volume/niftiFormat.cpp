@@ -1,7 +1,10 @@
-#include "tools/volume/NiftiVolume.h"
+// NIfTI-1, NIfTI-2 and Analyze 7.5 files. The libraries for them read what is not finite as 0, and know one
+// placement where a file may have two. Voxels that are scaled come as float, those of 32 bits and more as
+// double.
 
 #include "tools/base/errors.h"
 #include "tools/volume/StoredVoxels.h"
+#include "tools/volume/formatTable.h"
 #include "tools/volume/niftiHeader.h"
 #include "tools/volume/niftiPlace.h"
 
@@ -96,13 +99,12 @@ void write(gzFile file, void const* bytes, std::uint64_t count) {
   }
 }
 
-}  // namespace
-
-std::unique_ptr<VolumeSource> openNiftiVolume(fs::path const& path, InputChoice const& choice) {
+std::unique_ptr<VolumeSource> open(fs::path const& path, InputChoice const& choice) {
   return std::make_unique<NiftiVolumeSource>(path, choice);
 }
 
-void writeNiftiVolume(Volume const& volume, fs::path const& path) {
+/// Of the version that the volume's notes are of, compressed when its name ends in ".gz".
+void write(Volume const& volume, fs::path const& path) {
   TypeID const type = volume.voxels->type_id();
   auto const head = niftiFileHead(type, extentsOf(*volume.voxels),
                                   volume.notes ? *volume.notes : notesFor(volume.geometry));
@@ -113,5 +115,18 @@ void writeNiftiVolume(Volume const& volume, fs::path const& path) {
   write(file.get(), dataOf(*volume.voxels), voxelCount(extentsOf(*volume.voxels)) * bytesOf(type));
   if (gzclose(file.release()) != Z_OK) throw OutputError("could not be written; is the disk full?");
 }
+
+constexpr Extension extensions[] = {{".nii", ".nii"}, {".nii.gz", ".nii.gz"}, {".hdr", ""},
+                                    {".img", ""},     {".hdr.gz", ""},        {".img.gz", ""}};
+
+std::string_view extensionFor(std::string_view head) {
+  if (head.starts_with("\x1f\x8b")) return ".nii.gz";
+  return beginsLikeNifti(head) ? ".nii" : "";
+}
+
+}  // namespace
+
+constinit VolumeFormat const niftiFormat = {
+    .name = "NIfTI", .extensions = extensions, .open = open, .extensionFor = extensionFor, .write = write};
 
 }  // namespace lorb::tools

@@ -1,9 +1,7 @@
-#include "tools/volume/wholeFile.h"
+#include "tools/volume/itkData.h"
 
 #include "tools/base/errors.h"
 #include "tools/base/parseNumber.h"
-#include "tools/volume/imageHeader.h"
-#include "tools/volume/itkImageIO.h"
 
 #include <bit>
 #include <cstdint>
@@ -47,9 +45,9 @@ void requireWhole(ImageData const& data, std::uint64_t bytes, fs::path const& pa
                         std::to_string(bytes));
 }
 
-/// Where a MetaImage or NRRD file keeps its voxels: in a file that can be opened, and without waiting.
-ImageData dataOf(fs::path const& path, FileFormat format) {
-  auto const data = format == FileFormat::nrrd ? nrrdData(path) : metaImageData(path);
+/// Where a file keeps its voxels: in a file that can be opened, and without waiting.
+ImageData dataOf(fs::path const& path, ItkFormat const& format) {
+  auto const data = format.imageData(path);
   if (!data) refuseInput(path, "keeps its voxels in several files; expected one");
   std::string const name = "its data file " + data->file.string();
   std::error_code ignored;
@@ -59,24 +57,19 @@ ImageData dataOf(fs::path const& path, FileFormat format) {
   return *data;
 }
 
-bool mayBeTwoFiles(FileFormat format) {
-  return format == FileFormat::metaImage || format == FileFormat::nrrd;
-}
-
 }  // namespace
 
-void requireSaneHeader(fs::path const& path, FileFormat format) {
-  std::optional<std::string> complaint;
-  if (format == FileFormat::metaImage) complaint = complaintAboutMetaImage(path);
-  if (format == FileFormat::nrrd) complaint = complaintAboutNrrd(path);
-  if (complaint) refuseInput(path, *complaint);
-  if (mayBeTwoFiles(format)) dataOf(path, format);
+void requireSaneHeader(fs::path const& path, ItkFormat const& format) {
+  if (format.headerError != nullptr) {
+    if (auto const error = format.headerError(path)) refuseInput(path, *error);
+  }
+  if (format.imageData != nullptr) dataOf(path, format);
 }
 
 std::optional<StoredVoxels> storedVoxels(itk::ImageIOBase const& io, fs::path const& path,
-                                         FileFormat format) {
-  if (!mayBeTwoFiles(format) && format != FileFormat::vtk) return std::nullopt;
-  ImageData const data = format == FileFormat::vtk ? vtkData(path) : dataOf(path, format);
+                                         ItkFormat const& format) {
+  if (format.imageData == nullptr) return std::nullopt;
+  ImageData const data = dataOf(path, format);
   std::uint64_t const bytes = voxelCountIn(io) * io.GetComponentSize();
   requireWhole(data, bytes, path);
   if (data.coding == Coding::other || (data.atEnd && data.coding != Coding::plain)) return std::nullopt;
@@ -90,9 +83,10 @@ std::optional<StoredVoxels> storedVoxels(itk::ImageIOBase const& io, fs::path co
   return voxels;
 }
 
-std::vector<fs::path> filesOf(fs::path const& path, FileFormat format) {
-  if (!mayBeTwoFiles(format)) return {path};
-  return {path, dataOf(path, format).file};
+std::vector<fs::path> filesOf(fs::path const& path, ItkFormat const& format) {
+  if (format.imageData == nullptr) return {path};
+  fs::path const data = dataOf(path, format).file;
+  return data == path ? std::vector{path} : std::vector{path, data};
 }
 
 }  // namespace lorb::tools
