@@ -119,6 +119,7 @@ def main(tool):
         check_several_volumes(tool, folder, affine)
         check_places(tool, folder, affine)
         check_kinds(tool, folder, affine)
+        check_millimetres(tool, folder)
 
 
 def set_scale(path, byte_order, scale):
@@ -216,6 +217,38 @@ def check_kinds(tool, folder, affine):
     found = nibabel.load(result)
     numpy.testing.assert_array_equal(found.affine, nibabel.load(source).affine)
     numpy.testing.assert_allclose(found.get_fdata(), brute_force(values[:, :, 2:3] > 0)[:, :, 0], rtol=1e-6)
+
+
+def check_millimetres(tool, folder):
+    """Sheared volumes are mapped in voxels, and in millimetres where slices are not sheared within."""
+    values = numpy.random.default_rng(9).integers(-3, 4, (7, 6, 5)).astype(numpy.int16)
+    sheared, tilted, nearly, oblong = (numpy.diag([0.5, 0.5, 2.0, 1.0]) for _ in range(4))
+    sheared[0, 1] = 0.02
+    tilted[1, 2] = 0.7
+    nearly[1, 1] = 0.50049
+    oblong[1, 1] = 0.5006
+    cases = ((sheared, None, "at an angle of 87.7"), (tilted, 0.5, None), (nearly, 0.500245, None),
+             (oblong, None, "expected square ones"))
+    for affine, length, complaint in cases:
+        image = nibabel.Nifti1Image(values, None)
+        image.set_qform(None)
+        image.set_sform(affine, 2)
+        source = os.path.join(folder, "sheared.nii")
+        nibabel.save(image, source)
+        affine = nibabel.load(source).affine
+        for extension in (".nii.gz", ".nrrd"):
+            result = os.path.join(folder, "sheared-map" + extension)
+            run(tool, source, "-o", result, "--force")
+            found = nibabel.load(result).affine if extension == ".nii.gz" else nrrd_affine(result)
+            numpy.testing.assert_allclose(found, affine, rtol=1e-6, atol=1e-6)
+        result = os.path.join(folder, "sheared-map.nii.gz")
+        numpy.testing.assert_allclose(nibabel.load(result).get_fdata(), brute_force(values > 0), rtol=1e-6)
+        done = subprocess.run([tool, source, "-o", result, "--force", "--units", "mm"], capture_output=True, text=True)
+        if complaint:
+            assert done.returncode == 3 and complaint in done.stderr, done
+        else:
+            assert done.returncode == 0, done
+            numpy.testing.assert_allclose(nibabel.load(result).get_fdata(), length * brute_force(values > 0), rtol=1e-6)
 
 
 if __name__ == "__main__":

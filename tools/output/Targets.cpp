@@ -45,7 +45,9 @@ fs::path placeOf(fs::path const& target) {
 }
 
 std::string stagedName(std::size_t number, fs::path const& target) {
-  std::string const known = oneFileExtensionOf(isStandardStream(target) ? "a.nrrd" : target);
+  std::string const known = isStandardStream(target)
+                                ? std::string(standardOutputFormat().extensions[0].oneFile)
+                                : oneFileExtensionOf(target);
   return std::to_string(number) + (known.empty() ? target.extension().string() : known);
 }
 

@@ -17,8 +17,10 @@
 #include "tools/volume/phantom.h"
 #include "tools/volume/standardStreams.h"
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
+#include <numbers>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
@@ -61,14 +63,28 @@ std::string namedInput(Options const& options) {
   return "input " + nameOfInput(options);
 }
 
+/// Throws `InputError` when the slices are sheared within their plane.
+void requireUprightSlices(Options const& options, Geometry const& geometry) {
+  auto const axes = EuclideanDistanceTransform2D::axesOf(options.map.choice.plane);
+  double cosine = 0.0;
+  for (Vector3 const& row : geometry.direction) cosine += row[std::size_t(axes.i)] * row[std::size_t(axes.j)];
+  constexpr double tolerance = 1e-3;
+  if (std::abs(cosine) <= tolerance) return;
+  double const degrees = std::acos(std::clamp(cosine, -1.0, 1.0)) * 180.0 / std::numbers::pi;
+  throw InputError(namedInput(options) + ": has axes in plane " + nameOf(options.map.choice.plane) +
+                   " at an angle of " + toText(std::round(10.0 * degrees) / 10.0) +
+                   " degrees; expected a right angle for --units mm");
+}
+
 /// Millimetres that a voxel is long and wide within the slices.
 double voxelLength(Options const& options, VolumeHeader const& header) {
   if (options.units == Units::voxels) return 1.0;
   auto const axes = EuclideanDistanceTransform2D::axesOf(options.map.choice.plane);
   double const i = header.geometry.spacing[std::size_t(axes.i)];
   double const j = header.geometry.spacing[std::size_t(axes.j)];
-  constexpr double tolerance = 1e-6;  // of single-precision headers
-  if (std::abs(i - j) <= tolerance * i) return i;
+  requireUprightSlices(options, header.geometry);
+  constexpr double tolerance = 1e-3;  // spacings are often written with three digits
+  if (std::abs(i - j) <= tolerance * i) return (i + j) / 2.0;
   throw InputError(namedInput(options) + ": has voxels of " + toText(i) + " × " + toText(j) +
                    " mm in plane " + nameOf(options.map.choice.plane) +
                    ", whose distances in voxels are none in mm; expected square ones for --units mm");
