@@ -3,6 +3,7 @@
 #include "tools/base/errors.h"
 #include "tools/base/memory.h"
 #include "tools/commandLine/help.h"
+#include "tools/commandLine/nearestOption.h"
 #include "tools/commandLine/optionTable.h"
 #include "tools/volume/standardStreams.h"
 
@@ -55,7 +56,14 @@ class Words {
     } else {
       auto* const option = app.add_option(names, words)->type_size(argumentCount(row))->expected(1);
       option->allow_extra_args(false)->take_all();
+      if (auto const choices = choicesOf(row); !choices.empty()) option->check(CLI::IsMember(choices));
     }
+  }
+
+  [[noreturn]] static void refuseOption(std::string const& typed) {
+    auto const nearest = nearestOption(typed);
+    throw UsageError(typed + " is no option; " +
+                     (nearest ? "did you mean " + *nearest + "?" : "see lorb-distance --help"));
   }
 
   /// Words that belong to no option; those behind -- may begin like one.
@@ -66,7 +74,7 @@ class Words {
       if (optionsMayCome && word == "--") {
         optionsMayCome = false;
       } else if (optionsMayCome && word.size() > 1 && word[0] == '-') {
-        throw UsageError("'" + word + "' is no option; see lorb-distance --help");
+        refuseOption(word.substr(0, word.find('=')));
       } else {
         inputs.push_back(word);
       }
@@ -90,21 +98,16 @@ class Words {
   std::map<std::string, std::vector<std::string>> words_;
 };
 
-/// A row of meanings that the words of an option may have.
+/// The words that an option takes, and what they mean; the first is the default.
 template <class Meaning>
-using Meanings = std::vector<std::pair<std::string_view, Meaning>>;
+using Meanings = std::vector<std::pair<std::string, Meaning>>;
 
 template <class Meaning>
-Meaning meaningOf(Words const& words, std::string const& option, std::string_view what,
-                  Meanings<Meaning> const& meanings) {
-  if (!words.has(option)) return meanings[0].second;
-  std::string expected;
-  for (std::size_t k = 0; k < meanings.size(); ++k) {
-    if (meanings[k].first == words.one(option)) return meanings[k].second;
-    expected += (k == 0 ? "" : k + 1 == meanings.size() ? " or " : ", ") + std::string(meanings[k].first);
+Meaning meaningOf(Words const& words, std::string const& option, Meanings<Meaning> const& meanings) {
+  for (auto const& [word, meaning] : meanings) {
+    if (words.has(option) && words.one(option) == word) return meaning;
   }
-  throw UsageError(option + " '" + words.one(option) + "' names no " + std::string(what) + "; expected " +
-                   expected);
+  return meanings.front().second;
 }
 
 ExactNumber numberIn(std::string const& option, std::string const& text) {
@@ -167,12 +170,11 @@ unsigned countOf(Words const& words, std::string const& option, unsigned otherwi
 MapSettings settingsOf(Words const& words) {
   using Transform = EuclideanDistanceTransform2D;
   MapSettings settings;
-  settings.choice.plane =
-      meaningOf<Plane>(words, "--plane", "plane",
-                       {{"xy", Transform::planeXY}, {"xz", Transform::planeXZ}, {"yz", Transform::planeYZ}});
+  settings.choice.plane = meaningOf<Plane>(
+      words, "--plane", {{"xy", Transform::planeXY}, {"xz", Transform::planeXZ}, {"yz", Transform::planeYZ}});
   if (words.has("--slice")) settings.choice.slice = countedFromZero(words, "--slice");
   settings.noBoundary = meaningOf<NoBoundary>(
-      words, "--no-boundary", "filling",
+      words, "--no-boundary",
       {{"diagonal", NoBoundary::diagonal}, {"constant", NoBoundary::constant}, {"nan", NoBoundary::nan}});
   settings.threads = countOf(words, "--threads", processorCount());
   return settings;
@@ -282,8 +284,7 @@ Options optionsOf(Words const& words) {
   options.rule = ruleOf(words);
   options.eachLabel = words.has("--each-label");
   options.map = settingsOf(words);
-  options.units =
-      meaningOf<Units>(words, "--units", "units", {{"voxels", Units::voxels}, {"mm", Units::millimetres}});
+  options.units = meaningOf<Units>(words, "--units", {{"voxels", Units::voxels}, {"mm", Units::millimetres}});
   if (words.has("--preview")) options.preview = words.one("--preview");
   if (words.has("--preview-over")) options.previewOver = words.one("--preview-over");
   if (words.has("--json")) options.json = words.one("--json");

@@ -1,6 +1,8 @@
 #include "tools/commandLine/optionTable.h"
 
 #include <algorithm>
+#include <iterator>
+#include <sstream>
 
 namespace lorb::tools {
 namespace {
@@ -90,6 +92,12 @@ std::span<OptionRow const> optionTable() {
 
 std::string longNameOf(OptionRow const& row) {
   return std::string(row.names.substr(row.names.rfind(',') + 1));
+}
+
+std::vector<std::string> choicesOf(OptionRow const& row) {
+  if (row.words.find(fileWord) != std::string_view::npos) return {};
+  std::istringstream words{std::string(row.words)};
+  return {std::istream_iterator<std::string>(words), {}};
 }
 
 int argumentCount(OptionRow const& row) {

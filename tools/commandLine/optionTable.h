@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace lorb::tools {
 
@@ -31,5 +32,8 @@ std::string longNameOf(OptionRow const& row);
 
 /// Words that follow the option.
 int argumentCount(OptionRow const& row);
+
+/// The words that an option takes, where it takes no others.
+std::vector<std::string> choicesOf(OptionRow const& row);
 
 }  // namespace lorb::tools

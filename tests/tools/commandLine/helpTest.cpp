@@ -64,6 +64,7 @@ std::string completionsOf(std::string const& line, std::string const& what = "${
 
 TEST(Completion, OffersOptionsWordsAndFiles) {
   EXPECT_EQ(completionsOf("lorb-distance --pla"), "--plane\n");
+  EXPECT_EQ(completionsOf("lorb-distance --ma"), "--man\n");
   EXPECT_EQ(completionsOf("lorb-distance --plane \"\""), "xy xz yz\n");
   EXPECT_EQ(completionsOf("lorb-distance --no-boundary d"), "diagonal\n");
   EXPECT_EQ(completionsOf("lorb-distance --label \"\""), "\n");
