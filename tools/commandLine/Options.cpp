@@ -148,6 +148,9 @@ ObjectRule ruleOf(Words const& words) {
     rule.kind = kind;
     if (option != "--each-label") rule.values = numbersBehind(words, option);
   }
+  if (!chosen.empty() && words.has("--segment")) {
+    throw UsageError("--segment and " + chosen + " exclude each other; expected one of them");
+  }
   if (rule.kind == Kind::between && rule.values[0] > rule.values[1]) {
     throw UsageError("--between " + words.all("--between")[0] + " " + words.all("--between")[1] +
                      " holds no number; expected the lower one first");
@@ -187,7 +190,7 @@ std::uint64_t memoryOf(std::string const& text) {
 
 std::optional<std::filesystem::path> inputOf(Words const& words) {
   bool const phantom = words.has("--phantom");
-  for (char const* option : {"--volume", "--series", "--uneven"}) {
+  for (char const* option : {"--volume", "--series", "--segment", "--uneven"}) {
     if (phantom && words.has(option)) {
       throw UsageError(std::string(option) +
                        " chooses among what a file holds; expected none with --phantom");
@@ -280,6 +283,10 @@ Options optionsOf(Words const& words) {
   }
   if (words.has("--volume")) options.inputChoice.volume = countedFromZero(words, "--volume");
   if (words.has("--series")) options.inputChoice.series = words.one("--series");
+  if (words.has("--segment")) options.inputChoice.segments = words.all("--segment");
+  if (words.has("--segment") && words.has("--volume")) {
+    throw UsageError("--segment and --volume exclude each other; expected one of them");
+  }
   options.inputChoice.uneven = words.has("--uneven");
   options.rule = ruleOf(words);
   options.eachLabel = words.has("--each-label");

@@ -23,6 +23,11 @@ constexpr OptionRow rows[] = {
     {object, "--below", "T", "values below T are inside", "", "", false},
     {object, "--between", "A B", "values from A to B are inside, both included", "", "", false},
     {object, "--label", "N", "values equal to N are inside; repeat it for the union", "", "", true},
+    {object, "--segment", "NAME", "segment of a .seg.nrrd is inside; repeat it for the union",
+     "Segments may overlap, in layers of their own. Without it, --volume picks the layer of a file of "
+     "several, and "
+     "its values are labels.",
+     "", true},
     {object, "--each-label", "", "a map for each value but 0, named after it: map-77.nii.gz",
      "The input must hold whole numbers, of no more than 1000 values.", "", false},
     {object, "--invert", "", "what would be inside is outside, and the reverse",
@@ -73,11 +78,11 @@ constexpr OptionRow rows[] = {
      "and "
      "MetaImage is written slab by slab.",
      "", false},
-    {run, "--self-test", "", "compare the library with brute force on this machine",
-     "Every instruction set that the processor has is tested.", "", false},
     {run, "--force", "", "replace what exists", "", "", false},
     {run, "-q,--quiet", "", "print warnings and errors alone", "", "", false},
     {run, "-v,--verbose", "", "print timings and memory as well", "", "", false},
+    {self, "--self-test", "", "compare the library with brute force on this machine",
+     "Every instruction set that the processor has is tested.", "", false},
     {self, "-h,--help", "", "print this help", "", "", false},
     {self, "--version", "", "print version and build", "", "", false},
     {self, "--man", "", "print the manual page in roff", "", "", false},

@@ -29,6 +29,13 @@ std::string slicesText(SliceChoice const& choice, SliceShape const& shape) {
   return std::to_string(shape.count) + " slices of " + shapeText;
 }
 
+/// ", segment liver" or nothing
+std::string segmentsText(std::vector<std::string> const& names) {
+  std::string text;
+  for (std::string const& name : names) text += ", segment " + name;
+  return text;
+}
+
 void tellFilledSlices(std::ostream& out, std::vector<SliceSummary> const& slices) {
   std::vector<SliceRange> const ranges = unboundedRanges(slices);
   if (ranges.empty()) return;
@@ -96,6 +103,7 @@ json toJson(VolumeHeader const& header, Options const& options) {
   return {{"path", nameOfInput(options)},
           {"volume", optional(options.inputChoice.volume)},
           {"series", optional(options.inputChoice.series)},
+          {"segments", options.inputChoice.segments},
           {"type", nameOf(header.type)},
           {"extents", header.extents},
           {"origin", geometry.firstVoxel()},
@@ -149,7 +157,7 @@ std::optional<std::string> emptinessOf(MapReport const& map, Report const& repor
 void tell(std::ostream& out, Report const& report) {
   Options const& options = report.options;
   VolumeHeader const& header = report.header;
-  out << "input:  " << nameOfInput(options) << "\n"
+  out << "input:  " << nameOfInput(options) << segmentsText(options.inputChoice.segments) << "\n"
       << "volume: " << toText(header.extents) << " voxels of " << nameOf(header.type) << ", spacing "
       << toText(header.geometry.spacing) << "\n"
       << "plane:  " << nameOf(options.map.choice.plane) << ", "

@@ -32,15 +32,6 @@ void requireDimensions(itk::ImageIOBase const& io, fs::path const& path) {
   if (dimensions < 2) refuseInput(path, "has " + std::to_string(dimensions) + " dimensions; expected 3");
 }
 
-itk::ImageIOBase::Pointer openFenced(fs::path const& path, ItkFormat const& format) {
-  requireSaneHeader(path, format);
-  // Some numbers that no check thinks of end the process within ITK.
-  if (!fatalCalls(1, [&](std::size_t) { openImageIO(path, format); }).empty()) {
-    refuseInput(path, "is damaged: its reader fails on it altogether");
-  }
-  return openImageIO(path, format);
-}
-
 class ItkVolumeSource : public VolumeSource {
  public:
   ItkVolumeSource(fs::path path, ItkFormat const& format, InputChoice const& choice)
@@ -133,6 +124,15 @@ class ItkVolumeSource : public VolumeSource {
 };
 
 }  // namespace
+
+itk::ImageIOBase::Pointer openFenced(fs::path const& path, ItkFormat const& format) {
+  requireSaneHeader(path, format);
+  // Some numbers that no check thinks of end the process within ITK.
+  if (!fatalCalls(1, [&](std::size_t) { openImageIO(path, format); }).empty()) {
+    refuseInput(path, "is damaged: its reader fails on it altogether");
+  }
+  return openImageIO(path, format);
+}
 
 std::unique_ptr<VolumeSource> openItkVolume(fs::path const& path, InputChoice const& choice,
                                             ItkFormat const& format) {

@@ -61,6 +61,9 @@ void requirePlace(Geometry const& geometry, std::filesystem::path const& path) {
 
 std::uint64_t chosenVolume(std::uint64_t count, InputChoice const& choice,
                            std::filesystem::path const& path) {
+  if (!choice.segments.empty()) {
+    refuseInput(path, "has no segments; expected no --segment '" + choice.segments[0] + "'");
+  }
   std::string const range = count == 1 ? "0" : "0 to " + std::to_string(count - 1);
   if (!choice.volume && count > 1) {
     refuseInput(path, "holds " + std::to_string(count) + " volumes; expected --volume K, K one of " + range);

@@ -26,7 +26,9 @@ struct VolumeHeader {
 struct InputChoice {
   std::optional<int> volume = std::nullopt;  ///< of a file of more than three dimensions, counted from 0
   std::optional<std::string> series = std::nullopt;  ///< UID of a DICOM series
-  bool uneven = false;                               ///< take DICOM slices that don't fill a box
+  std::vector<std::string> segments =
+      {};               ///< names or IDs, of which the union is meant; empty for all values
+  bool uneven = false;  ///< take DICOM slices that don't fill a box
 };
 
 /// A box of voxels.
@@ -65,8 +67,8 @@ void requirePossibleSizes(std::span<std::int64_t const> sizes, std::filesystem::
 /// the spacing is above 0 and the directions span the space.
 void requirePlace(Geometry const& geometry, std::filesystem::path const& path);
 
-/// Which of the `count` volumes of a file is meant. Throws `InputError` when it holds no such volume, or
-/// several and none is chosen.
+/// Which of the `count` volumes of a file without segments is meant. Throws `InputError` when it holds no
+/// such volume, or several and none is chosen, and when segments are.
 std::uint64_t chosenVolume(std::uint64_t count, InputChoice const& choice, std::filesystem::path const& path);
 
 /// The whole of a volume of these extents.

@@ -70,7 +70,7 @@ std::optional<StoredVoxels> storedVoxels(itk::ImageIOBase const& io, fs::path co
                                          ItkFormat const& format) {
   if (format.imageData == nullptr) return std::nullopt;
   ImageData const data = dataOf(path, format);
-  std::uint64_t const bytes = voxelCountIn(io) * io.GetComponentSize();
+  std::uint64_t const bytes = voxelCountIn(io) * io.GetComponentSize() * io.GetNumberOfComponents();
   requireWhole(data, bytes, path);
   if (data.coding == Coding::other || (data.atEnd && data.coding != Coding::plain)) return std::nullopt;
   StoredVoxels voxels;

@@ -4,12 +4,14 @@
 #include "tools/volume/ItkVolumeSource.h"
 #include "tools/volume/ItkVolumeWriter.h"
 #include "tools/volume/formatTable.h"
+#include "tools/volume/segments.h"
 #include "tools/volume/textHeader.h"
 
 #include <itkNrrdImageIO.h>
 
 #include <fstream>
 #include <string>
+#include <vector>
 
 namespace lorb::tools {
 namespace fs = std::filesystem;
@@ -56,6 +58,18 @@ constexpr ItkFormat itkFormat = {.name = "NRRD",
                                  .headerError = headerError,
                                  .imageData = imageData};
 
+/// Files of 3D Slicer hold segments, which may lie in several layers.
+std::unique_ptr<VolumeSource> open(fs::path const& path, InputChoice const& choice) {
+  std::vector<Segment> const segments = segmentsIn(path);
+  if (!segments.empty()) {
+    auto const io = openFenced(path, itkFormat);
+    if (io->GetNumberOfComponents() > 1 || !choice.segments.empty()) {
+      return openSegmentation(*io, path, segments, choice, itkFormat);
+    }
+  }
+  return openItkVolume(path, choice, itkFormat);
+}
+
 constexpr Extension extensions[] = {{".nrrd", ".nrrd"}, {".nhdr", ".nrrd"}};
 
 std::string_view extensionFor(std::string_view head) {
@@ -66,7 +80,7 @@ std::string_view extensionFor(std::string_view head) {
 
 constinit VolumeFormat const nrrdFormat = {.name = itkFormat.name,
                                            .extensions = extensions,
-                                           .open = openItkVolume<itkFormat>,
+                                           .open = open,
                                            .extensionFor = extensionFor,
                                            .write = writeItkVolume<itkFormat>};
 
