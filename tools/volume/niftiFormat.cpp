@@ -1,6 +1,5 @@
 // NIfTI-1, NIfTI-2 and Analyze 7.5 files. The libraries for them read what is not finite as 0, and know one
-// placement where a file may have two. Voxels that are scaled come as float, those of 32 bits and more as
-// double.
+// placement where a file may have two. Voxels that are scaled come in double precision, as nibabel has them.
 
 #include "tools/base/errors.h"
 #include "tools/volume/StoredVoxels.h"
@@ -32,11 +31,6 @@ bool isCompressed(fs::path const& file) {
   return stream.get() == 0x1f && stream.get() == 0x8b;
 }
 
-/// Scaled voxels of up to 16 bits are exact in single precision but for the rounding of the scaling.
-TypeID scaledType(TypeID stored) {
-  return stored == typeFloat || bytesOf(stored) <= 2 ? typeFloat : typeDouble;
-}
-
 StoredVoxels storedVoxels(NiftiHeader const& header, fs::path const& path) {
   StoredVoxels voxels;
   voxels.input = path;
@@ -61,7 +55,7 @@ class NiftiVolumeSource : public VolumeSource {
     files = {header.file};
     if (header.data != header.file) files.push_back(header.data);
     bool const isScaled = stored.slope != 1.0 || stored.intercept != 0.0;
-    header_.type = isScaled ? scaledType(stored.type) : stored.type;
+    header_.type = isScaled ? typeDouble : stored.type;
     header_.extents = stored.extents;
     NiftiPlace const place = placeOf(header, path);
     header_.geometry = place.geometry;
