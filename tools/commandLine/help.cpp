@@ -90,8 +90,8 @@ std::string helpText() {
   std::string text = "lorb-distance: " + std::string(summary) +
                      "\n\nUsage: lorb-distance INPUT -o OUTPUT [options]\n"
                      "       lorb-distance INPUT... --output-dir DIR [options]\n"
-                     "INPUT: NIfTI, MetaImage, NRRD, VTK or TIFF file, DICOM file or folder, - for\n"
-                     "standard input. Distances are negative inside and positive outside.\n";
+                     "INPUT: NIfTI, MetaImage, NRRD, VTK, TIFF or PNG file, DICOM file or folder, -\n"
+                     "for standard input. Distances are negative inside and positive outside.\n";
   forEachOption(
       [&](std::string_view group) {
         if (group != aboutGroup) text += "\n" + std::string(group) + ":\n";

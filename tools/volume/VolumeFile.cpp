@@ -23,6 +23,9 @@ void requireFile(fs::path const& path) {
 
 VolumeFormat const& formatOfFolder(fs::path const& path) {
   for (VolumeFormat const* const format : formats()) {
+    if (format->takesFolder != nullptr && format->takesFolder(path)) return *format;
+  }
+  for (VolumeFormat const* const format : formats()) {
     if (format->isSeries) return *format;
   }
   refuseInput(path, "is a folder; expected a file");

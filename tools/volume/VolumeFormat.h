@@ -24,6 +24,10 @@ struct VolumeFormat {
   /// Whether files hold a slice each, so that a volume is a folder, or what belongs to a file in its folder.
   bool isSeries = false;
 
+  /// Whether a folder, which is otherwise for a series to open, is a volume of this format. Null where none
+  /// is.
+  bool (*takesFolder)(std::filesystem::path const& folder) = nullptr;
+
   /// Opens a file, or of a series a folder as well. Throws `InputError` naming the file for what is no such
   /// file, holds anything but one number a voxel, is incomplete, or needs a choice that was not made.
   std::unique_ptr<VolumeSource> (*open)(std::filesystem::path const& path, InputChoice const& choice);

@@ -24,6 +24,7 @@ namespace lorb::tools {
   X(legacyVtk)                  \
   LORB_VTI_FORMAT(X)            \
   X(tiff)                       \
+  X(png)                        \
   X(dicom)
 
 #define LORB_DECLARE_FORMAT(format) extern VolumeFormat const format##Format;

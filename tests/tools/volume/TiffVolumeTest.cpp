@@ -59,7 +59,7 @@ std::string packedRow(Page const& page, std::uint32_t x, std::uint32_t y, std::u
   for (std::uint32_t k = 0; k < columns; ++k) {
     unsigned const value = valueAt(page, x + k, y, number);
     if (bits == 1) {
-      row[k / 8] = static_cast<char>(row[k / 8] | (value << (7 - k % 8)));
+      row[k / 8] = static_cast<char>(static_cast<unsigned char>(row[k / 8]) | (value << (7 - k % 8)));
     } else {
       row[k * bits / 8] = static_cast<char>(value);  // the lowest byte
     }
