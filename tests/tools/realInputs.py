@@ -1,4 +1,5 @@
 """Runs lorb-distance on real files of other packages: each opens, or is refused for the reason that is stated here.
+Maps of NIfTI files lie where nibabel says that the files do.
 
 Usage: realInputs.py LORB-DISTANCE. The packages mricron-data, python3-nibabel and python3-pydicom have the files; one
 without any, or without one that is to be refused, is a failure.
@@ -9,6 +10,9 @@ import os
 import subprocess
 import sys
 import tempfile
+
+import nibabel
+import numpy
 
 PYTHON = "/usr/lib/python3/dist-packages"
 # Folder, what is taken of it, and what is said of each file that is refused; None opens.
@@ -69,13 +73,33 @@ def files_in(folder, pattern, expected=()):
     return paths
 
 
+def place_of(path):
+    """The affine matrix of a MetaImage file, to the right, anterior and superior as nibabel has it."""
+    fields = {}
+    with open(path, "rb") as file:
+        for line in iter(file.readline, b""):
+            name, value = line.decode().split(" = ")
+            fields[name] = value.split()
+            if name == "ElementDataFile":
+                break
+    numbers = {name: numpy.array(fields[name], float) for name in ("TransformMatrix", "Offset", "ElementSpacing")}
+    affine = numpy.eye(4)
+    affine[:3, :3] = (numbers["TransformMatrix"].reshape(3, 3) * numbers["ElementSpacing"][:, None]).T
+    affine[:3, 3] = numbers["Offset"]
+    return numpy.diag([-1, -1, 1, 1]) @ affine
+
+
 def main(tool):
     count = 0
     with tempfile.TemporaryDirectory() as folder:
         result = os.path.join(folder, "map.mha")
         for source, (pattern, refused) in FOLDERS.items():
             for path in files_in(source, pattern, refused):
-                check(path, outcome(tool, path, result), refused.get(os.path.basename(path)))
+                complaint = outcome(tool, path, result)
+                check(path, complaint, refused.get(os.path.basename(path)))
+                if complaint is None:
+                    expected = nibabel.load(path).affine
+                    numpy.testing.assert_allclose(place_of(result), expected, rtol=1e-5, atol=1e-4, err_msg=path)
                 count += 1
         alone = os.path.join(folder, "alone")
         os.mkdir(alone)

@@ -6,7 +6,6 @@
 #include "tools/volume/formatTable.h"
 
 #include <string_view>
-#include <vector>
 
 namespace lorb::tools {
 namespace {

@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <limits>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <type_traits>

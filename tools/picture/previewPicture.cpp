@@ -6,10 +6,8 @@
 #include "tools/picture/zeroContour.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <optional>
 
 namespace lorb::tools {

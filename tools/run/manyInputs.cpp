@@ -17,12 +17,10 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 namespace lorb::tools {

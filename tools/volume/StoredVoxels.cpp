@@ -5,11 +5,7 @@
 #include "tools/volume/TextNumbers.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
-#include <cstring>
-#include <span>
-#include <string>
 #include <type_traits>
 #include <vector>
 

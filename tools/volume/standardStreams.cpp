@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <fstream>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>

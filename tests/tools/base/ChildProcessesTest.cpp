@@ -9,7 +9,6 @@
 
 #include <chrono>
 #include <iostream>
-#include <optional>
 
 namespace lorb::tools {
 namespace {
