@@ -28,10 +28,10 @@ namespace lorb {
 ///     lorb::EuclideanDistanceTransform2D transform;
 ///     transform.computeTwoSided(&organ, &distance);
 ///
-/// Cost: linear in the voxels. Beside the volumes it takes one slice of 32-bit work values; up to 3 bytes
-/// a voxel of a slice (XY, and datasets on any plane), 18 (XZ) or 42 (YZ), where neighbouring slices are done
-/// together, less where masks are smooth; and a table of N + 1 floats, which the object keeps and only
-/// enlarges.
+/// Cost: nearly linear in the voxels. Beside the volumes it takes one slice of 32-bit work values; about 1 kB
+/// a row of a slice; a bit a voxel of one slice (XY, and datasets on any plane), of eight (XZ) or of all
+/// slices that are computed (YZ), and for YZ 16 bytes a voxel of a slice more; and a table of N + 1 floats,
+/// which the object keeps and only enlarges.
 ///
 /// Distances are exact while 2N < 2²⁴; beyond, squared column distances are rounded to single precision. N
 /// must not exceed 2³¹ − 1.
@@ -40,8 +40,9 @@ namespace lorb {
 /// equal extents of input and output, which may be the same volume. Exceptions of allocation and of
 /// generic datasets pass through; slices finished before keep their values.
 ///
-/// The row pass is the second phase of: A. Meijster, J. B. T. M. Roerdink, W. H. Hesselink, "A General
-/// Algorithm for Computing Distance Transforms in Linear Time", 2000, doi:10.1007/0-306-47025-X_36.
+/// The result is that of: A. Meijster, J. B. T. M. Roerdink, W. H. Hesselink, "A General Algorithm for
+/// Computing Distance Transforms in Linear Time", 2000, doi:10.1007/0-306-47025-X_36. docs/algorithm.md says
+/// how it is found.
 class LORB_EXPORT EuclideanDistanceTransform2D {
  public:
   /// The plane in which the slices lie.

@@ -149,12 +149,12 @@ void makeSlices(Transform& transform, Input const& mask, DistanceMap& map, MapSe
   finishSlices(map, settings, range, summaries);
 }
 
-/// Slices that a worker takes at a time. XZ and YZ slices pay in multiples of 16, which lie in the same lines
-/// of the cache.
+/// Slices that a worker takes at a time: YZ slices in multiples of 64, which the transform solves together,
+/// and XZ slices in multiples of 16, whose rows follow each other.
 std::uint64_t grainOf(Plane plane, std::uint64_t count, unsigned threads) {
-  std::uint64_t const step = plane == Transform::planeXY ? 1 : 16;
+  std::uint64_t const step = plane == Transform::planeXY ? 1 : plane == Transform::planeXZ ? 16 : 64;
   std::uint64_t const share = count / (std::uint64_t{8} * threads);
-  return std::clamp<std::uint64_t>(share / step * step, step, 4 * 16);
+  return std::clamp<std::uint64_t>(share / step * step, step, 64);
 }
 
 }  // namespace

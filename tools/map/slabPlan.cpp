@@ -13,10 +13,12 @@ constexpr std::uint64_t maskBytes = 1, mapBytes = 4;
 /// What the threads and their transforms take: a table of N + 1 roots, a slice of 32-bit numbers, and what
 /// the slices take that the transform works on at a time.
 std::uint64_t workBytes(SliceShape const& shape, MapSettings const& settings) {
-  constexpr std::uint64_t bytes[] = {42, 18, 3};  // YZ, XZ, XY
+  constexpr std::uint64_t bytes[] = {32, 2, 1};  // YZ (64 slices at a time), XZ, XY
+  constexpr std::uint64_t rowBytes = 1200, callBytes = 128 << 10;
   std::uint64_t const voxels = shape.width * shape.height;
-  return settings.threads *
-         (4 * (boundlessDistance(shape) + 1) + voxels * (4 + bytes[settings.choice.plane]));
+  std::uint64_t const rows = std::max(shape.width, shape.height);
+  return settings.threads * (4 * (boundlessDistance(shape) + 1) +
+                             voxels * (4 + bytes[settings.choice.plane]) + rows * rowBytes + callBytes);
 }
 
 }  // namespace
