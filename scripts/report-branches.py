@@ -21,8 +21,6 @@ ROOT = Path(__file__).resolve().parents[1]
 UNREACHABLE = {
     r"new (float|std::uint32_t|std::byte)\[": "the compiler's own test of a length, which is checked before",
     r"^delete referencedObject;": "a pointer that is known not to be null",
-    r"blockLength > lanes": "a constant of each instruction set",
-    r"h < ColumnCounts::none": "slices as high as that are refused for their diagonal too, and take 4 GB",
     r"^if \(count > 0\) std::memcpy": "no row without elements gets there",
 }
 

@@ -54,6 +54,29 @@ TEST(DriversTest, RoundingOutputsOfSlicesWithoutABoundaryHoldTheSquaredDiagonal)
   }
 }
 
+TEST(DriversTest, HighSlicesEqualTheLiteralProcedureNearAndFar) {
+  // Beyond 4097 rows, squares along columns are rounded once distances reach beyond 4096.
+  TImageDataset<short, 3> input({3, 4200, 3});
+  for (std::uint64_t y = 0; y < 4200; y += 90) input(y % 3, y, 0) = 1;
+  input(1, 4190, 1) = 1;
+  for (std::uint64_t y = 0; y < 4200; y += 50) input(2, y, 2) = 1;
+  TImageDataset<float, 3> output(input.extents), expected(input.extents);
+  Transform().computeTwoSided(&input, &output);
+  reference::literalTransform(input, expected, Transform::planeXY);
+  EXPECT_TRUE(reference::sameBits(output, expected));
+}
+
+TEST(DriversTest, LargeVolumesAreFilledAsSmallOnesAre) {
+  // More than stays in a cache, so that stores go past it.
+  TImageDataset<signed char, 3> input({64, 64, 600});
+  input(5, 5, 599) = 1;
+  TImageDataset<float, 3> output(input.extents);
+  Transform().computeTwoSided(&input, &output);
+  for (std::size_t k = 0; k < 64 * 64 * 599; ++k) ASSERT_EQ(output.voxels()[k], 8192.0F) << k;
+  EXPECT_EQ(output(5, 5, 599), -1.0F);
+  EXPECT_EQ(output(5, 8, 599), 3.0F);
+}
+
 TEST(DriversTest, SlicesBeyondTheVolumeAreWrittenOneAfterTheOther) {
   // They lie in the places of slices before them.
   std::mt19937 random(6);

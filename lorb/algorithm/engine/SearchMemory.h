@@ -14,7 +14,7 @@ constexpr int nearLimit = 172;
 constexpr int nearLimitSquared = nearLimit * nearLimit;
 
 /// Rows before and behind those of a block that the near search reads. They are never nearest.
-constexpr int marginRows = 192;
+constexpr int marginRows = 136;
 
 /// Work memory of the search in one block of `rowCount` rows, and what is known from the block before. A
 /// block is searched in parts of one vector each, which follow each other: element (row, column) of part p is

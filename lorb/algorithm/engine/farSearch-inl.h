@@ -28,6 +28,10 @@ namespace HWY_NAMESPACE {
 struct Lanes16 {
   using Value = std::uint16_t;
 
+  // Constructors that the compiler makes are not compiled for the instruction set.
+  HWY_INLINE Lanes16() {}
+  HWY_INLINE Lanes16(V16 lanes) : v(lanes) {}
+
   static HWY_INLINE Lanes16 Load(Value const* values) { return {hn::Load(d16, values)}; }
   static HWY_INLINE Lanes16 Set(int value) { return {hn::Set(d16, static_cast<Value>(value))}; }
   HWY_INLINE Lanes16 operator+(Lanes16 other) const { return {hn::Add(v, other.v)}; }
@@ -46,6 +50,9 @@ struct Lanes16 {
 /// The same, below 2³¹.
 struct Lanes32 {
   using Value = std::int32_t;
+
+  HWY_INLINE Lanes32() {}
+  HWY_INLINE Lanes32(V32 lowerLanes, V32 upperLanes) : lower(lowerLanes), upper(upperLanes) {}
 
   static HWY_INLINE Lanes32 Load(Value const* values) {
     return {hn::Load(d32, values), hn::Load(d32, values + lanes32)};

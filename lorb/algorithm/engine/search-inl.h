@@ -106,6 +106,9 @@ HWY_INLINE bool MayGain(V16 max, int k) {
   return AnyAbove(max, (k + 1) * (k + 1) + 1);
 }
 
+/// Rows that the search looks at between two looks at what is left.
+constexpr int round = 8;
+
 /// Looks at the rows `from` to `to` above and below each row of a tile, beyond the `k0` that have been looked
 /// at. `below` holds the rows below in turn: row i + j of them is in below[(i + j) % tileRows].
 template <int from, int to>
@@ -124,10 +127,11 @@ HWY_INLINE void Steps(std::uint16_t const* rows, int k0, V16* below, V16* best) 
   }
 }
 
-/// Distances beyond which the far search takes over, once `farSteps` rows have been looked at.
+/// Distances beyond which the far search takes over, once `farSteps` rows have been looked at. So the near
+/// search looks at no more than farDistance + `round` rows, and what it solves is below `nearLimit`.
 constexpr int farDistance = 120;
+static_assert(farDistance + round + tileRows <= marginRows && farDistance < nearLimit);
 constexpr int farSteps = 64;
-constexpr int round = 8;
 
 /// The least square of the rows that `round` steps beyond `k0` look at, on one side.
 HWY_INLINE V16 MinOfRound(std::uint16_t const* minima) {
@@ -193,11 +197,6 @@ inline bool SearchNearTiles(Part const& part, int rows, TileState* states, PartW
     states[t] = Foresee(states[t], states[t > 0 ? t - 1 : 0], MaxOf(best));
     if (states[t] == TileState::solved && !SearchNear(part, y, best)) states[t] = TileState::far16;
     if (states[t] != TileState::solved) {
-      remain = true;
-      continue;
-    }
-    if (HWY_UNLIKELY(AnyAbove(MaxOf(best), nearLimitSquared - 1))) {
-      states[t] = TileState::far32;
       remain = true;
       continue;
     }
