@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/map/distanceMap.h"
+#include "tools/map/slabPlan.h"
 #include "tools/object/objectMask.h"
 #include "tools/output/MapWriter.h"
 #include "tools/volume/VolumeSource.h"
@@ -14,35 +15,36 @@
 
 namespace lorb::tools {
 
-/// Seconds spent on each part of the work.
+/// Seconds spent on each part of the work, some of them side by side.
 struct Phases {
   double open = 0.0, read = 0.0, select = 0.0, compute = 0.0, write = 0.0, picture = 0.0;
+  Phases& operator+=(Phases const& other);
 };
 
 /// A volume in slabs of neighbouring slices.
 class Slabs {
  public:
-  /// `slices` at a time. With `keep`, the voxels read last stay in memory, for a volume that is needed again.
-  Slabs(VolumeSource& source, Plane plane, std::uint64_t slices, bool keep);
+  Slabs(VolumeSource& source, Plane plane, SlabPlan const& plan);
 
   VolumeSource const& source() const { return source_; }
-  std::uint64_t count() const { return (slices_ + step_ - 1) / step_; }
-  std::uint64_t firstSlice(std::uint64_t slab) const { return slab * step_; }
+  Plane plane() const { return plane_; }
+  std::uint64_t count() const { return (slices_ + plan_.slices - 1) / plan_.slices; }
+  std::uint64_t inFlight() const { return plan_.inFlight; }
+  std::uint64_t firstSlice(std::uint64_t slab) const { return slab * plan_.slices; }
   Region region(std::uint64_t slab) const;
 
   /// Element type of the slab read last; before, as the header has it.
   TypeID type() const { return type_; }
 
-  /// Reads a slab, unless it is the one kept.
+  /// Reads a slab, unless the whole is kept.
   std::shared_ptr<ImageDataset const> read(std::uint64_t slab);
 
  private:
   VolumeSource& source_;
   Plane plane_;
-  std::uint64_t slices_, step_;
-  bool keep_;
+  std::uint64_t slices_;
+  SlabPlan plan_;
   TypeID type_;
-  std::uint64_t keptSlab_ = 0;
   std::shared_ptr<ImageDataset const> kept_;
 };
 

@@ -183,6 +183,13 @@ MapSettings settingsOf(Words const& words) {
   return settings;
 }
 
+int compressionOf(std::string const& text) {
+  auto const level = parseInteger(text);
+  if (level && *level >= 0 && *level <= mostCompression) return *level;
+  throw UsageError("--compression '" + text + "' is no level; expected 0 to " +
+                   std::to_string(mostCompression));
+}
+
 std::uint64_t memoryOf(std::string const& text) {
   if (auto const bytes = parseBytes(text)) return *bytes;
   throw UsageError("--memory '" + text + "' is no size; expected one such as 512M or 4G");
@@ -296,6 +303,7 @@ Options optionsOf(Words const& words) {
   if (words.has("--preview-over")) options.previewOver = words.one("--preview-over");
   if (words.has("--json")) options.json = words.one("--json");
   options.sidecar = words.has("--sidecar");
+  if (words.has("--compression")) options.compression = compressionOf(words.one("--compression"));
   if (words.has("--memory")) options.memory = memoryOf(words.one("--memory"));
   options.force = words.has("--force");
   options.quiet = words.has("--quiet");

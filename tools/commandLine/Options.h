@@ -3,6 +3,7 @@
 
 #include "tools/map/distanceMap.h"
 #include "tools/object/objectMask.h"
+#include "tools/output/deflate.h"
 #include "tools/volume/VolumeSource.h"
 
 #include <cstdint>
@@ -37,7 +38,8 @@ struct Options {
   std::optional<std::filesystem::path> preview;      ///< picture to write
   std::optional<std::filesystem::path> previewOver;  ///< grey image beneath; "input" for the input itself
   std::optional<std::filesystem::path> json;
-  bool sidecar = false;                 ///< a JSON file beside each map that says what it is
+  bool sidecar = false;  ///< a JSON file beside each map that says what it is
+  int compression = defaultCompression;
   std::optional<std::uint64_t> memory;  ///< bytes
   bool selfTest = false;                ///< nothing else is asked for
   bool force = false, quiet = false, verbose = false;

@@ -60,6 +60,8 @@ constexpr OptionRow rows[] = {
      "exceeds; constant is its square in voxels, whatever the units. Both are positive outside and negative "
      "inside.",
      "diagonal constant nan", false},
+    {map, "--compression", "N", "0 stores, 1 is fast, 9 makes small files (default: 4)",
+     "Of formats that are compressed: all but .nii and .vtk.", "0 1 2 3 4 5 6 7 8 9", false},
     {map, "--preview", "FILE", "picture of the map to write, a .png",
      "A montage of slices, with the boundary as a black line. Slices are spaced among those that have a "
      "boundary, "

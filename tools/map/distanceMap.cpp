@@ -1,21 +1,21 @@
 #include "tools/map/distanceMap.h"
 
+#include "tools/base/Workers.h"
 #include "tools/map/firstRowDistances.h"
 #include "tools/map/sliceContents.h"
 
 #include <oneapi/tbb/enumerable_thread_specific.h>
-#include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/info.h>
 #include <oneapi/tbb/parallel_for.h>
-#include <oneapi/tbb/task_arena.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
-#include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace lorb::tools {
 namespace {
@@ -196,52 +196,38 @@ void requireComputable(std::array<std::uint64_t, 3> const& extents, SliceChoice 
   }
 }
 
-namespace {
-
-/// Threads that end with this object: a process that forks while others start may find locks held for ever.
-class Workers {
- public:
-  explicit Workers(unsigned threads)
-      : limit_(oneapi::tbb::global_control::max_allowed_parallelism, threads),
-        count_(static_cast<int>(threads)) {}
-  ~Workers() { oneapi::tbb::finalize(handle_, std::nothrow); }
-  Workers(Workers const&) = delete;
-  Workers& operator=(Workers const&) = delete;
-
-  template <class F>
-  void run(std::uint64_t count, F const& f) {
-    // More threads than processors are had only when both the process and the arena are told.
-    oneapi::tbb::task_arena arena(count_);
-    arena.execute([&] { oneapi::tbb::parallel_for(std::uint64_t{0}, count, f); });
-  }
-
- private:
-  oneapi::tbb::task_scheduler_handle handle_{oneapi::tbb::attach{}};
-  oneapi::tbb::global_control limit_;
-  int count_;
+struct DistanceMapper::Transforms {
+  oneapi::tbb::enumerable_thread_specific<Transform> ofThreads;
 };
 
-}  // namespace
+DistanceMapper::DistanceMapper() : transforms_(std::make_unique<Transforms>()) {}
+DistanceMapper::~DistanceMapper() = default;
 
-DistanceMap distanceMap(Input const& mask, MapSettings const& settings, std::vector<SliceSummary>* summaries,
-                        SlicesDone const& done) {
+DistanceMap DistanceMapper::map(Input const& mask, MapSettings const& settings,
+                                std::vector<SliceSummary>* summaries, SlicesDone const& done) {
   Plane const plane = settings.choice.plane;
   DistanceMap map(mask.extents);
   SliceRange const all = chosenRange(sliceShape(mask, plane).count, settings.choice.slice);
   std::vector<SliceSummary> found(all.end - all.begin);
-
-  oneapi::tbb::enumerable_thread_specific<Transform> transforms;
   std::uint64_t const grain = grainOf(plane, all.end - all.begin, settings.threads);
   std::uint64_t const blocks = (all.end - all.begin + grain - 1) / grain;
-  Workers workers(settings.threads);
-  workers.run(blocks, [&](std::uint64_t block) {
+  oneapi::tbb::parallel_for(std::uint64_t{0}, blocks, [&](std::uint64_t block) {
     std::uint64_t const begin = all.begin + block * grain;
     SliceRange const range = {begin, std::min(all.end, begin + grain)};
-    makeSlices(transforms.local(), mask, map, settings, range, &found[range.begin - all.begin]);
+    makeSlices(transforms_->ofThreads.local(), mask, map, settings, range, &found[range.begin - all.begin]);
     if (done) done(range.end - range.begin);
   });
   if (summaries != nullptr) summaries->insert(summaries->end(), found.begin(), found.end());
   return map;
+}
+
+DistanceMap distanceMap(Input const& mask, MapSettings const& settings, std::vector<SliceSummary>* summaries,
+                        SlicesDone const& done) {
+  DistanceMapper mapper;
+  std::optional<DistanceMap> map;
+  Workers workers(settings.threads);
+  workers.run([&] { map = mapper.map(mask, settings, summaries, done); });
+  return std::move(*map);
 }
 
 }  // namespace lorb::tools

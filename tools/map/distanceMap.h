@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace lorb::tools {
@@ -58,5 +59,23 @@ using SlicesDone = std::function<void(std::uint64_t)>;
 /// order, when that is not null. The caller sees to `requireComputable`.
 DistanceMap distanceMap(TImageDataset<unsigned char, 3> const& mask, MapSettings const& settings,
                         std::vector<SliceSummary>* summaries = nullptr, SlicesDone const& done = {});
+
+/// The same for many volumes, on all threads of the caller's arena, whatever `settings.threads` says. The
+/// threads' transforms and work memory last as long as this object. May be called from several threads at a
+/// time.
+class DistanceMapper {
+ public:
+  DistanceMapper();
+  ~DistanceMapper();
+  DistanceMapper(DistanceMapper const&) = delete;
+  DistanceMapper& operator=(DistanceMapper const&) = delete;
+
+  DistanceMap map(TImageDataset<unsigned char, 3> const& mask, MapSettings const& settings,
+                  std::vector<SliceSummary>* summaries, SlicesDone const& done);
+
+ private:
+  struct Transforms;
+  std::unique_ptr<Transforms> transforms_;
+};
 
 }  // namespace lorb::tools

@@ -90,24 +90,28 @@ double voxelLength(Options const& options, VolumeHeader const& header) {
                    ", whose distances in voxels are none in mm; expected square ones for --units mm");
 }
 
-/// Slices to work on at a time: all, when memory allows.
-std::uint64_t slicesAtATime(Options const& options, VolumeSource const& source, std::uint64_t more) {
-  SliceShape const shape = sliceShape(source.header().extents, options.map.choice.plane);
-  MemoryNeed const need = memoryNeed(source, options.map, more);
+PieceRules pieceRules(fs::path const& output, Extents const& extents) {
+  return {takesPieces(output, PieceOrder::memory), takesPieces(output, PieceOrder::any),
+          sliceStepOf(extents)};
+}
+
+SlabPlan planOf(Options const& options, VolumeSource const& source, std::uint64_t more) {
+  Extents const& extents = source.header().extents;
+  PieceRules const rules = pieceRules(options.output, extents);
   std::uint64_t const budget = options.memory.value_or(availableMemory() / 10 * 9);
-  if (need.whole <= budget) return shape.count;
-  std::uint64_t const slices = slicesWithin(budget, need);
+  auto const plan =
+      planSlabs(source, options.map, rules, {budget, more, options.preview.has_value(), options.eachLabel});
+  if (plan && plan->slices > 0) return *plan;
+  MemoryNeed const need = memoryNeed(source, options.map, more, rules);
   std::string const shortage = namedInput(options) + ": its map takes about " + bytesText(need.whole) +
                                " of memory, and there are " + bytesText(budget);
-  if (!source.readsParts() || !takesPieces(options.output)) {
-    throw MemoryError(shortage +
-                      "; expected more, or slab by slab a MetaImage, NIfTI or binary legacy VTK file without "
-                      "compression as input and .mha or .mhd as output");
+  if (plan) {
+    throw MemoryError(shortage + "; expected " + bytesText(need.fixed + rules.sliceStep * need.perSlice) +
+                      " at least, with which it is made slab by slab");
   }
-  if (slices == 0) {
-    throw MemoryError(shortage + "; a single slice takes " + bytesText(need.fixed + need.perSlice));
-  }
-  return std::min(slices, shape.count);
+  throw MemoryError(shortage +
+                    "; expected more, or what is made slab by slab: of MetaImage, NIfTI, NRRD and legacy VTK "
+                    "files maps in plane xy without --preview, or both without compression");
 }
 
 struct MapFiles {
@@ -140,10 +144,12 @@ class Run {
     MapPicture picture(options_, *source);
     targets_.protect(source->files);
     targets_.protect(picture.files());
-    report_.slicesAtATime = slicesAtATime(options_, *source, picture.bytesPerVoxel());
+    SlabPlan const plan = planOf(options_, *source, picture.bytesPerVoxel());
     report_.phases.open = watch.lap();
 
-    Slabs slabs(*source, options_.map.choice.plane, report_.slicesAtATime, options_.eachLabel);
+    Slabs slabs(*source, options_.map.choice.plane, plan);
+    report_.slicesAtATime = std::min(plan.slices * plan.inFlight,
+                                     sliceShape(report_.header.extents, options_.map.choice.plane).count);
     listMaps(slabs);
     std::uint64_t const slices =
         options_.map.choice.slice ? 1 : sliceShape(report_.header.extents, options_.map.choice.plane).count;
@@ -213,7 +219,9 @@ class Run {
   }
 
   void make(MapFiles const& files, MapReport& map, Slabs& slabs, Progress& progress, MapPicture& picture) {
-    MapWriter writer(files.map, report_.header, slabs.count() > 1);
+    bool const inOrder = slabs.count() == 1 || slabs.plane() == EuclideanDistanceTransform2D::planeXY;
+    MapWriter writer(files.map, report_.header, inOrder ? PieceOrder::memory : PieceOrder::any,
+                     options_.compression);
     map.summary = makeMap(
         slabs, map.rule, options_.map, writer, report_.phases,
         [&](std::uint64_t slices) { progress.advance(slices); }, picture.viewer(slabs));

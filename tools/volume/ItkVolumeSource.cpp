@@ -61,6 +61,8 @@ class ItkVolumeSource : public VolumeSource {
     return io_->CanStreamRead();
   }
 
+  bool readsInOrder() const override { return reader_ != nullptr || readsParts(); }
+
   std::uint64_t workBytes(Region const&) const override {
     if (reader_) return 0;
     std::uint64_t const element = io_->GetComponentSize();

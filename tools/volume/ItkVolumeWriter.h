@@ -1,25 +1,23 @@
-// MetaImage, NRRD and legacy VTK files, written through ITK.
+// Headers of MetaImage, NRRD and legacy VTK files, made by ITK.
 #pragma once
 
 #include "tools/volume/itkImageIO.h"
 
 #include <filesystem>
+#include <string>
+#include <string_view>
 
 namespace lorb::tools {
 
-/// Writes a file of the given format, in place. The caller checks that it is complete. Throws `OutputError`
-/// with the reason alone.
-void writeItkVolume(Volume const& volume, std::filesystem::path const& path, ItkFormat const& format);
+/// The header, up to the voxels, of an uncompressed file that holds one voxel in the place of `header`.
+/// Leaves that file at `path`. Throws `OutputError` with the reason alone.
+std::string itkHeadOfOneVoxel(std::filesystem::path const& path, VolumeHeader const& header,
+                              ItkFormat const& format);
 
-/// The same for the row of a format.
-template <ItkFormat const& format>
-void writeItkVolume(Volume const& volume, std::filesystem::path const& path) {
-  writeItkVolume(volume, path, format);
-}
+/// Replaces a line of such a header, which must be there.
+void replaceLine(std::string& head, std::string_view line, std::string const& by);
 
-/// Writes `voxels` to their place in an uncompressed file of single-precision numbers, which the
-/// first call makes. Throws `OutputError` with the reason alone.
-void writeItkRegion(TImageDataset<float, 3> const& voxels, Region const& region, VolumeHeader const& whole,
-                    std::filesystem::path const& path, ItkFormat const& format);
+/// "3 4 5"
+std::string withBlanks(Extents const& extents);
 
 }  // namespace lorb::tools

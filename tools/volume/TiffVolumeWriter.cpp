@@ -23,7 +23,7 @@ std::uint16_t sampleFormatOf(TypeID type) {
   return isSigned ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT;
 }
 
-void describePage(TIFF* file, Volume const& volume) {
+void describePage(TIFF* file, Volume const& volume, int compression) {
   constexpr double perCentimetre = 10.0;
   auto const [width, height, slices] = extentsOf(*volume.voxels);
   auto const [dx, dy, dz] = volume.geometry.spacing;
@@ -35,7 +35,8 @@ void describePage(TIFF* file, Volume const& volume) {
   TIFFSetField(file, TIFFTAG_SAMPLESPERPIXEL, 1);
   TIFFSetField(file, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
   TIFFSetField(file, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  TIFFSetField(file, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
+  TIFFSetField(file, TIFFTAG_COMPRESSION, compression > 0 ? COMPRESSION_ADOBE_DEFLATE : COMPRESSION_NONE);
+  if (compression > 0) TIFFSetField(file, TIFFTAG_ZIPQUALITY, compression);
   TIFFSetField(file, TIFFTAG_RESOLUTIONUNIT, RESUNIT_CENTIMETER);
   TIFFSetField(file, TIFFTAG_XRESOLUTION, perCentimetre / dx);
   TIFFSetField(file, TIFFTAG_YRESOLUTION, perCentimetre / dy);
@@ -47,7 +48,7 @@ void describePage(TIFF* file, Volume const& volume) {
 
 }  // namespace
 
-void writeTiffVolume(Volume const& volume, std::filesystem::path const& path) {
+void writeTiffVolume(Volume const& volume, std::filesystem::path const& path, int compression) {
   // Without messages on standard error: the return values say enough.
   auto const errors = TIFFSetErrorHandler(nullptr);
   auto const [width, height, slices] = extentsOf(*volume.voxels);
@@ -58,7 +59,7 @@ void writeTiffVolume(Volume const& volume, std::filesystem::path const& path) {
   bool good = file != nullptr;
   auto const* row = static_cast<std::byte const*>(dataOf(*volume.voxels));
   for (std::uint64_t z = 0; good && z < slices; ++z) {
-    describePage(file.get(), volume);
+    describePage(file.get(), volume, compression);
     if (z == 0) {
       std::string const text = imageJText(slices, volume.geometry.spacing[2] / 10.0);
       TIFFSetField(file.get(), TIFFTAG_IMAGEDESCRIPTION, text.c_str());

@@ -7,9 +7,9 @@
 
 namespace lorb::tools {
 
-/// Writes a file whose pages are slices, compressed, with the spacing within slices as the resolution and
-/// that between them as ImageJ tells it. The caller checks that it is complete. Throws `OutputError` with the
-/// reason alone.
-void writeTiffVolume(Volume const& volume, std::filesystem::path const& path);
+/// Writes a file whose pages are slices, compressed unless the level is 0, with the spacing within slices as
+/// the resolution and that between them as ImageJ tells it. The caller checks that it is complete. Throws
+/// `OutputError` with the reason alone.
+void writeTiffVolume(Volume const& volume, std::filesystem::path const& path, int compression);
 
 }  // namespace lorb::tools

@@ -1,9 +1,11 @@
 #include "tools/volume/VolumeFile.h"
 
+#include "tools/base/Workers.h"
 #include "tools/base/errors.h"
 #include "tools/volume/formatTable.h"
 #include "tools/volume/standardStreams.h"
 
+#include <span>
 #include <string>
 #include <system_error>
 
@@ -44,24 +46,66 @@ void requireNoSeries(fs::path const& path, InputChoice const& choice) {
   if (choice.series) refuseInput(path, "is no DICOM series; expected no --series '" + *choice.series + "'");
 }
 
+bool isWritten(VolumeFormat const& format) {
+  return format.head != nullptr || format.write != nullptr;
+}
+
 [[noreturn]] void refusePlace(fs::path const& target, VolumeFormat const& format) {
   throw OutputError("output " + target.string() + ": " + std::string(format.name) +
                     " can't hold the volume's origin, spacing and direction; expected another format");
 }
 
-void requireWritten(Volume const& volume, StagedFile const& file) try {
-  Volume const written = readVolume(file.path);
-  if (!equalVoxels(*written.voxels, *volume.voxels)) {
-    throw OutputError("output " + file.target.string() + ": the written voxels are not the computed ones");
+void requireVoxels(Volume const& volume, StagedFile const& file) try {
+  if (equalVoxels(*readVolume(file.path).voxels, *volume.voxels)) return;
+  throw OutputError("output " + file.target.string() + ": the written voxels are not the computed ones");
+} catch (InputError const&) {
+  throw OutputError("output " + file.target.string() + ": could not be written in full; is the disk full?");
+}
+
+VolumeHeader headerOf(Volume const& volume) {
+  VolumeHeader header;
+  header.type = volume.voxels->type_id();
+  header.extents = extentsOf(*volume.voxels);
+  header.geometry = volume.geometry;
+  header.notes = volume.notes;
+  return header;
+}
+
+void writeInOnePiece(Volume const& volume, VoxelWriter& writer) {
+  Extents const extents = extentsOf(*volume.voxels);
+  std::uint64_t const bytes = voxelCount(extents) * bytesOf(volume.voxels->type_id());
+  std::span const voxels(static_cast<std::byte const*>(dataOf(*volume.voxels)), bytes);
+  Workers workers(1);
+  workers.run([&] { writer.append(writer.prepare({{0, 0, 0}, extents}, voxels)); });
+  writer.finish();
+}
+
+}  // namespace
+
+std::unique_ptr<VoxelWriter> openVoxelWriter(StagedFile const& file, VolumeHeader const& header,
+                                             bool compressed, int compression) try {
+  VolumeFormat const& format = *formatOf(file.path);
+  if (format.head == nullptr) return nullptr;
+  if (header.type == typeBool) throw OutputError("no file format stores elements of type Bool");
+  return std::make_unique<VoxelWriter>(file.path, format.head(file.path, header, compressed), header.extents,
+                                       bytesOf(header.type), compression);
+} catch (OutputError const& error) {
+  throw OutputError("output " + file.target.string() + ": " + error.what());
+}
+
+void requireWrittenHeader(StagedFile const& file, VolumeHeader const& header) try {
+  auto const written = openVolume(file.path);
+  if (written->header().type != header.type && written->header().type != typeNone) {
+    throw OutputError("output " + file.target.string() + ": holds " + nameOf(written->header().type) +
+                      ", not the " + nameOf(header.type) + " that was written");
   }
-  if (!samePlace(volume.geometry, written.geometry, extentsOf(*volume.voxels))) {
+  if (written->header().extents != header.extents ||
+      !samePlace(header.geometry, written->header().geometry, header.extents)) {
     refusePlace(file.target, *formatOf(file.path));
   }
 } catch (InputError const&) {
   throw OutputError("output " + file.target.string() + ": could not be written in full; is the disk full?");
 }
-
-}  // namespace
 
 std::unique_ptr<VolumeSource> openVolume(fs::path const& path, InputChoice const& choice) {
   if (isStandardStream(path)) {
@@ -86,9 +130,9 @@ Volume readVolume(fs::path const& path, InputChoice const& choice) {
 void requireWritableName(fs::path const& target) {
   if (isStandardStream(target) || !oneFileExtensionOf(target).empty()) return;
   VolumeFormat const* const format = formatOf(target);
-  std::string const reason = format == nullptr          ? "unknown extension"
-                             : format->write == nullptr ? std::string(format->name) + " files are not written"
-                                                        : "header and voxels are written in one file alone";
+  std::string const reason = format == nullptr     ? "unknown extension"
+                             : !isWritten(*format) ? std::string(format->name) + " files are not written"
+                                                   : "header and voxels are written in one file alone";
   throw OutputError("output " + target.string() + ": " + reason + "; expected one of " +
                     writableExtensions());
 }
@@ -100,19 +144,26 @@ void requireRoomForPlace(fs::path const& target, Geometry const& geometry, Exten
   refusePlace(target, format);
 }
 
-void writeVolume(Volume const& volume, StagedFile const& file) {
+void writeVolume(Volume const& volume, StagedFile const& file, int compression) {
+  VolumeHeader const header = headerOf(volume);
+  auto const writer = openVoxelWriter(file, header, isCompressed(file.path, compression), compression);
   try {
-    formatOf(file.path)->write(volume, file.path);
+    if (writer) {
+      writeInOnePiece(volume, *writer);
+    } else {
+      formatOf(file.path)->write(volume, file.path, compression);
+    }
   } catch (OutputError const& error) {
     throw OutputError("output " + file.target.string() + ": " + error.what());
   }
-  requireWritten(volume, file);
+  if (!writer) requireVoxels(volume, file);
+  requireWrittenHeader(file, header);
 }
 
 void writeVolume(Volume const& volume, fs::path const& target, bool replace) {
   requireWritableName(target);
   Targets targets(replace);
-  writeVolume(volume, targets.add(target));
+  writeVolume(volume, targets.add(target), defaultCompression);
   targets.putInPlace();
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/output/Targets.h"
+#include "tools/output/VoxelWriter.h"
 #include "tools/volume/VolumeSource.h"
 
 #include <filesystem>
@@ -27,10 +28,19 @@ void requireWritableName(std::filesystem::path const& target);
 void requireRoomForPlace(std::filesystem::path const& target, Geometry const& geometry,
                          Extents const& extents);
 
-/// Writes the volume, reads it back and compares it, since not every writer notices a full disk or a geometry
-/// that its format can't hold. The result is one file also with the extensions .mhd and .nhdr, whose data is
-/// otherwise often put in a second one. Throws `OutputError`.
-void writeVolume(Volume const& volume, StagedFile const& file);
+/// A writer of voxels in the place of `header`, of files that are written piece by piece; null for others.
+/// The result is one file also with the extensions .mhd and .nhdr, whose data is otherwise often put in a
+/// second one. Throws `OutputError`.
+std::unique_ptr<VoxelWriter> openVoxelWriter(StagedFile const& file, VolumeHeader const& header,
+                                             bool compressed, int compression);
+
+/// Opens a file that was written, and throws `OutputError` unless its reader finds the header that was meant:
+/// not every format can hold every place.
+void requireWrittenHeader(StagedFile const& file, VolumeHeader const& header);
+
+/// Writes a whole volume, compressed if the format can be and the level is not 0. Of formats that a library
+/// writes, the voxels are read back and compared. Throws `OutputError`.
+void writeVolume(Volume const& volume, StagedFile const& file, int compression);
 
 /// The same for a run of one target, put in place at once.
 void writeVolume(Volume const& volume, std::filesystem::path const& target, bool replace);

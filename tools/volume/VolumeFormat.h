@@ -2,6 +2,7 @@
 // formatTable.h lists them.
 #pragma once
 
+#include "tools/output/VoxelWriter.h"
 #include "tools/volume/VolumeSource.h"
 
 #include <filesystem>
@@ -11,10 +12,15 @@
 
 namespace lorb::tools {
 
+/// Whether the voxels in a file are compressed: never by the tool itself, unless level 0 is asked for, or
+/// whatever the level, of which 0 then stores.
+enum class Compressed { no, ifWanted, always };
+
 /// The end of a file's name, in small letters.
 struct Extension {
   std::string_view name;
   std::string_view oneFile;  ///< that with which a volume is written in one file; empty where it is not
+  Compressed compressed = Compressed::no;
 };
 
 struct VolumeFormat {
@@ -39,17 +45,17 @@ struct VolumeFormat {
   /// format. Null where nothing is read from there.
   std::string_view (*extensionFor)(std::string_view head) = nullptr;
 
-  /// Writes a volume to one file, in place. The caller checks that it is complete. Throws `OutputError` with
-  /// the reason alone. Null where volumes are not written.
-  void (*write)(Volume const& volume, std::filesystem::path const& path) = nullptr;
+  /// What a file begins with whose voxels follow one after the other, `compressed` or not, and are written by
+  /// a `VoxelWriter`. May leave a file at `path`, which is to be overwritten. Throws `OutputError` with the
+  /// reason alone. Null for other files.
+  FileHead (*head)(std::filesystem::path const& path, VolumeHeader const& header, bool compressed) = nullptr;
+
+  /// Writes a volume to one file, in place, by a level of compression. The caller checks that it is complete.
+  /// Throws `OutputError` with the reason alone. Null where there is a head or volumes are not written.
+  void (*write)(Volume const& volume, std::filesystem::path const& path, int compression) = nullptr;
 
   /// What is left of a place in a file. Null where all is.
   Geometry (*placeIn)(Geometry const& geometry) = nullptr;
-
-  /// Writes voxels to where they belong in an uncompressed file of the whole volume, which the first call
-  /// makes. Throws `OutputError` with the reason alone. Null where volumes are only written as a whole.
-  void (*writePiece)(TImageDataset<float, 3> const& voxels, Region const& region, VolumeHeader const& whole,
-                     std::filesystem::path const& path) = nullptr;
 };
 
 }  // namespace lorb::tools

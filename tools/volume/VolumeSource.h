@@ -46,10 +46,14 @@ class VolumeSource {
   /// Whether reading a part costs little more than its share of the whole.
   virtual bool readsParts() const = 0;
 
+  /// Whether reading parts of neighbouring XY slices one after the other costs little more than the whole.
+  virtual bool readsInOrder() const { return readsParts(); }
+
   /// Bytes of work memory that reading a region takes beside the result, at most.
   virtual std::uint64_t workBytes(Region const& region) const = 0;
 
-  /// The voxels of a region, which has to be the whole volume unless `readsParts`. Throws `InputError`.
+  /// The voxels of a region, which has to be the whole volume unless `readsParts`
+  /// or, of XY slices, `readsInOrder`. Throws `InputError`.
   virtual std::unique_ptr<ImageDataset> read(Region const& region) = 0;
 
   /// What a person should know about how the volume was put together, a line each.

@@ -235,7 +235,7 @@ std::unique_ptr<VolumeSource> openVtiVolume(fs::path const& path) try {
   refuseInput(path, "can't be read to its end");
 }
 
-void writeVtiVolume(Volume const& volume, fs::path const& path) {
+void writeVtiVolume(Volume const& volume, fs::path const& path, int compression) {
   auto const image = vtkSmartPointer<vtkImageData>::Take(toImageData(volume.voxels.get()));
   if (image == nullptr) {
     throw OutputError("no .vti file stores elements of type " + nameOf(volume.voxels->type_id()));
@@ -247,6 +247,11 @@ void writeVtiVolume(Volume const& volume, fs::path const& path) {
   vtkNew<vtkXMLImageDataWriter> writer;
   writer->SetFileName(path.c_str());
   writer->SetInputData(image);
+  if (compression == 0) {
+    writer->SetCompressorTypeToNone();
+  } else {
+    writer->SetCompressionLevel(compression);
+  }
   bool const written = writer->Write() != 0 && writer->GetErrorCode() == 0 && !messages.reportError();
   if (!written) throw OutputError("VTK could not write it; is the disk full?");
 }

@@ -12,8 +12,8 @@ namespace lorb::tools {
 /// the file.
 std::unique_ptr<VolumeSource> openVtiVolume(std::filesystem::path const& path);
 
-/// Writes a compressed file, in place. The caller checks that it is complete. Throws `OutputError` with
-/// the reason alone.
-void writeVtiVolume(Volume const& volume, std::filesystem::path const& path);
+/// Writes a file, in place, compressed unless the level is 0. The caller checks that it is complete. Throws
+/// `OutputError` with the reason alone.
+void writeVtiVolume(Volume const& volume, std::filesystem::path const& path, int compression);
 
 }  // namespace lorb::tools

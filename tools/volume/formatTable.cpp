@@ -55,6 +55,11 @@ std::string oneFileExtensionOf(std::filesystem::path const& path) {
   return std::string(find(path).extension.oneFile);
 }
 
+bool isCompressed(std::filesystem::path const& path, int compression) {
+  Compressed const compressed = find(path).extension.compressed;
+  return compressed == Compressed::always || (compressed == Compressed::ifWanted && compression > 0);
+}
+
 std::string readableExtensions() {
   return listedExtensions([](Extension const&) { return true; });
 }

@@ -48,6 +48,9 @@ std::string extensionOf(std::filesystem::path const& path);
 /// The extension with which a volume is written in one file, ".mha" for ".mhd"; empty where it is not.
 std::string oneFileExtensionOf(std::filesystem::path const& path);
 
+/// Whether a file of this name gets compressed voxels by a level of compression.
+bool isCompressed(std::filesystem::path const& path, int compression);
+
 /// The known extensions in one line: ".nii, .nii.gz, …"; of all, or of those alone that can be written.
 std::string readableExtensions();
 std::string writableExtensions();

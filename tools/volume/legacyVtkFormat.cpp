@@ -1,4 +1,4 @@
-// Legacy VTK files of structured points, read by their header and written through ITK.
+// Legacy VTK files of structured points, read by their header.
 
 #include "tools/base/parseNumber.h"
 #include "tools/volume/ItkVolumeSource.h"
@@ -8,6 +8,7 @@
 
 #include <itkVTKImageIO.h>
 
+#include <bit>
 #include <fstream>
 #include <string>
 
@@ -76,12 +77,21 @@ Geometry withoutDirections(Geometry const& geometry) {
   return result;
 }
 
+FileHead head(fs::path const& path, VolumeHeader const& header, bool) {
+  FileHead head;
+  head.bytes = itkHeadOfOneVoxel(path, header, itkFormat);
+  replaceLine(head.bytes, "DIMENSIONS 1 1 1 ", "DIMENSIONS " + withBlanks(header.extents));
+  replaceLine(head.bytes, "POINT_DATA 1", "POINT_DATA " + std::to_string(voxelCount(header.extents)));
+  head.swapped = std::endian::native == std::endian::little;
+  return head;
+}
+
 }  // namespace
 
 constinit VolumeFormat const legacyVtkFormat = {.name = itkFormat.name,
                                                 .extensions = extensions,
                                                 .open = openItkVolume<itkFormat>,
-                                                .write = writeItkVolume<itkFormat>,
+                                                .head = head,
                                                 .placeIn = withoutDirections};
 
 }  // namespace lorb::tools

@@ -1,4 +1,4 @@
-// MetaImage files, read by their header and written through ITK.
+// MetaImage files, read by their header.
 
 #include "tools/base/parseNumber.h"
 #include "tools/volume/ItkVolumeSource.h"
@@ -95,15 +95,25 @@ constexpr ItkFormat itkFormat = {.name = "MetaImage",
                                  .headerError = headerError,
                                  .imageData = imageData};
 
-constexpr Extension extensions[] = {{".mha", ".mha"}, {".mhd", ".mha"}};
+constexpr Extension extensions[] = {{".mha", ".mha", Compressed::ifWanted},
+                                    {".mhd", ".mha", Compressed::ifWanted}};
 
 std::string_view extensionFor(std::string_view head) {
   return head.substr(0, 400).find("NDims") != std::string_view::npos ? ".mha" : "";
 }
 
-void writePiece(TImageDataset<float, 3> const& voxels, Region const& region, VolumeHeader const& whole,
-                fs::path const& path) {
-  writeItkRegion(voxels, region, whole, path, itkFormat);
+FileHead head(fs::path const& path, VolumeHeader const& header, bool compressed) {
+  FileHead head;
+  head.bytes = itkHeadOfOneVoxel(path, header, itkFormat);
+  replaceLine(head.bytes, "DimSize = 1 1 1", "DimSize = " + withBlanks(header.extents));
+  if (!compressed) return head;
+  head.compressed = true;
+  head.wrapping = Wrapping::zlib;
+  std::string const lines = "CompressedData = True\nCompressedDataSize = ";
+  constexpr std::size_t digits = 20;
+  replaceLine(head.bytes, "CompressedData = False", lines + std::string(digits, ' '));
+  head.sizePlace = head.bytes.find(lines) + lines.size();
+  return head;
 }
 
 }  // namespace
@@ -112,7 +122,6 @@ constinit VolumeFormat const metaImageFormat = {.name = itkFormat.name,
                                                 .extensions = extensions,
                                                 .open = openItkVolume<itkFormat>,
                                                 .extensionFor = extensionFor,
-                                                .write = writeItkVolume<itkFormat>,
-                                                .writePiece = writePiece};
+                                                .head = head};
 
 }  // namespace lorb::tools

@@ -7,8 +7,6 @@
 #include "tools/volume/niftiHeader.h"
 #include "tools/volume/niftiPlace.h"
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <fstream>
@@ -21,12 +19,7 @@ namespace lorb::tools {
 namespace fs = std::filesystem;
 namespace {
 
-struct Closer {
-  void operator()(gzFile_s* file) const { gzclose(file); }
-};
-using File = std::unique_ptr<gzFile_s, Closer>;
-
-bool isCompressed(fs::path const& file) {
+bool beginsLikeGzip(fs::path const& file) {
   std::ifstream stream(file, std::ios::binary);
   return stream.get() == 0x1f && stream.get() == 0x8b;
 }
@@ -35,7 +28,7 @@ StoredVoxels storedVoxels(NiftiHeader const& header, fs::path const& path) {
   StoredVoxels voxels;
   voxels.input = path;
   voxels.file = header.data;
-  voxels.coding = isCompressed(header.data) ? Coding::compressed : Coding::plain;
+  voxels.coding = beginsLikeGzip(header.data) ? Coding::compressed : Coding::plain;
   (voxels.coding == Coding::plain ? voxels.offset : voxels.skipped) = header.offset;
   voxels.type = header.stored;
   voxels.swapped = header.swapped;
@@ -68,6 +61,7 @@ class NiftiVolumeSource : public VolumeSource {
 
   VolumeHeader const& header() const override { return header_; }
   bool readsParts() const override { return reader_->readsParts(); }
+  bool readsInOrder() const override { return true; }
   std::uint64_t workBytes(Region const&) const override { return 0; }
 
   std::unique_ptr<ImageDataset> read(Region const& region) override {
@@ -80,38 +74,23 @@ class NiftiVolumeSource : public VolumeSource {
   std::uint64_t volume_ = 0;
 };
 
-void write(gzFile file, void const* bytes, std::uint64_t count) {
-  constexpr std::uint64_t most = std::uint64_t{1} << 30;  // zlib counts in int
-  auto const* next = static_cast<std::byte const*>(bytes);
-  while (count > 0) {
-    auto const part = static_cast<unsigned>(std::min(count, most));
-    if (gzwrite(file, next, part) != static_cast<int>(part)) {
-      throw OutputError("could not be written; is the disk full?");
-    }
-    next += part;
-    count -= part;
-  }
-}
-
 std::unique_ptr<VolumeSource> open(fs::path const& path, InputChoice const& choice) {
   return std::make_unique<NiftiVolumeSource>(path, choice);
 }
 
-/// Of the version that the volume's notes are of, compressed when its name ends in ".gz".
-void write(Volume const& volume, fs::path const& path) {
-  TypeID const type = volume.voxels->type_id();
-  auto const head = niftiFileHead(type, extentsOf(*volume.voxels),
-                                  volume.notes ? *volume.notes : notesFor(volume.geometry));
-  bool const compressed = path.extension() == ".gz";
-  File file(gzopen(path.c_str(), compressed ? "wb" : "wbT"));  // T: as they are
-  if (file == nullptr) throw OutputError("could not be written; is the disk full?");
-  write(file.get(), head.data(), head.size());
-  write(file.get(), dataOf(*volume.voxels), voxelCount(extentsOf(*volume.voxels)) * bytesOf(type));
-  if (gzclose(file.release()) != Z_OK) throw OutputError("could not be written; is the disk full?");
+/// Of the version that the volume's notes are of. The head is compressed like the voxels.
+FileHead head(fs::path const&, VolumeHeader const& header, bool compressed) {
+  auto const bytes =
+      niftiFileHead(header.type, header.extents, header.notes ? *header.notes : notesFor(header.geometry));
+  FileHead head;
+  head.bytes.assign(bytes.begin(), bytes.end());
+  head.compressed = head.isCompressedToo = compressed;
+  return head;
 }
 
-constexpr Extension extensions[] = {{".nii", ".nii"}, {".nii.gz", ".nii.gz"}, {".hdr", ""},
-                                    {".img", ""},     {".hdr.gz", ""},        {".img.gz", ""}};
+constexpr Extension extensions[] = {{".nii", ".nii"}, {".nii.gz", ".nii.gz", Compressed::always},
+                                    {".hdr", ""},     {".img", ""},
+                                    {".hdr.gz", ""},  {".img.gz", ""}};
 
 std::string_view extensionFor(std::string_view head) {
   if (head.starts_with("\x1f\x8b")) return ".nii.gz";
@@ -121,6 +100,6 @@ std::string_view extensionFor(std::string_view head) {
 }  // namespace
 
 constinit VolumeFormat const niftiFormat = {
-    .name = "NIfTI", .extensions = extensions, .open = open, .extensionFor = extensionFor, .write = write};
+    .name = "NIfTI", .extensions = extensions, .open = open, .extensionFor = extensionFor, .head = head};
 
 }  // namespace lorb::tools

@@ -1,4 +1,4 @@
-// NRRD files, read by their header and written through ITK.
+// NRRD files, read by their header.
 
 #include "tools/base/parseNumber.h"
 #include "tools/volume/ItkVolumeSource.h"
@@ -70,10 +70,20 @@ std::unique_ptr<VolumeSource> open(fs::path const& path, InputChoice const& choi
   return openItkVolume(path, choice, itkFormat);
 }
 
-constexpr Extension extensions[] = {{".nrrd", ".nrrd"}, {".nhdr", ".nrrd"}};
+constexpr Extension extensions[] = {{".nrrd", ".nrrd", Compressed::ifWanted},
+                                    {".nhdr", ".nrrd", Compressed::ifWanted}};
 
 std::string_view extensionFor(std::string_view head) {
   return head.starts_with("NRRD") ? ".nrrd" : "";
+}
+
+FileHead head(fs::path const& path, VolumeHeader const& header, bool compressed) {
+  FileHead head;
+  head.bytes = itkHeadOfOneVoxel(path, header, itkFormat);
+  head.compressed = compressed;
+  replaceLine(head.bytes, "sizes: 1 1 1", "sizes: " + withBlanks(header.extents));
+  if (compressed) replaceLine(head.bytes, "encoding: raw", "encoding: gzip");
+  return head;
 }
 
 }  // namespace
@@ -82,6 +92,6 @@ constinit VolumeFormat const nrrdFormat = {.name = itkFormat.name,
                                            .extensions = extensions,
                                            .open = open,
                                            .extensionFor = extensionFor,
-                                           .write = writeItkVolume<itkFormat>};
+                                           .head = head};
 
 }  // namespace lorb::tools

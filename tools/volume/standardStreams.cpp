@@ -76,6 +76,7 @@ class SpooledSource : public VolumeSource {
   }
   VolumeHeader const& header() const override { return source_->header(); }
   bool readsParts() const override { return source_->readsParts(); }
+  bool readsInOrder() const override { return source_->readsInOrder(); }
   std::uint64_t workBytes(Region const& region) const override { return source_->workBytes(region); }
   std::unique_ptr<ImageDataset> read(Region const& region) override { return source_->read(region); }
 

@@ -483,7 +483,7 @@ TEST(VolumeFileContent, CompressedSizeIsRight) {
   writeVolume(sampleVolume(typeInt16), folder / "a.mha", false);
   std::string const whole = contentOf(folder / "a.mha"), field = "CompressedDataSize = ";
   std::size_t const begin = whole.find(field), end = whole.find('\n', begin);
-  std::string const size = whole.substr(begin + field.size(), end - begin - field.size());
+  std::string const size = std::to_string(std::stoi(whole.substr(begin + field.size(), end - begin)));
   auto const withLine = [&](std::string const& line) {
     writeContent(folder / "b.mha", whole.substr(0, begin) + line + whole.substr(end + 1));
     return complaintOf(folder / "b.mha");
