@@ -197,7 +197,7 @@ std::uint64_t memoryOf(std::string const& text) {
 
 std::optional<std::filesystem::path> inputOf(Words const& words) {
   bool const phantom = words.has("--phantom");
-  for (char const* option : {"--volume", "--series", "--segment", "--uneven"}) {
+  for (char const* option : {"--volume", "--all-volumes", "--series", "--segment", "--uneven"}) {
     if (phantom && words.has(option)) {
       throw UsageError(std::string(option) +
                        " chooses among what a file holds; expected none with --phantom");
@@ -254,6 +254,20 @@ Options selfTestOptions(Words const& words) {
   return options;
 }
 
+void requireSenseOfAllVolumes(Options const& options) {
+  if (options.inputChoice.volume || !options.inputChoice.segments.empty()) {
+    throw UsageError(
+        "--all-volumes leaves nothing to choose; expected neither --volume nor --segment with it");
+  }
+  if (options.preview) {
+    throw UsageError("--preview '" + options.preview->string() +
+                     "' is a picture of one volume; expected --volume K in place of --all-volumes");
+  }
+  if (options.input && isStandardStream(*options.input)) {
+    throw UsageError("--all-volumes reads its input more than once; expected a file in place of -");
+  }
+}
+
 void requireSense(Options const& options) {
   bool const mapOnOutput = isStandardStream(options.output);
   if (mapOnOutput && options.json && isStandardStream(*options.json)) {
@@ -273,6 +287,7 @@ void requireSense(Options const& options) {
     throw UsageError("--preview-over '" + options.previewOver->string() +
                      "' needs --preview with a file name");
   }
+  if (options.allVolumes) requireSenseOfAllVolumes(options);
   if (options.quiet && options.verbose) {
     throw UsageError("--quiet and --verbose exclude each other; expected one of them");
   }
@@ -295,6 +310,7 @@ Options optionsOf(Words const& words) {
     throw UsageError("--segment and --volume exclude each other; expected one of them");
   }
   options.inputChoice.uneven = words.has("--uneven");
+  options.allVolumes = words.has("--all-volumes");
   options.rule = ruleOf(words);
   options.eachLabel = words.has("--each-label");
   options.map = settingsOf(words);

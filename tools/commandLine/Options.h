@@ -30,6 +30,7 @@ struct Options {
   std::optional<ManyInputs> many;  ///< in place of `input` and `output`; `preview` is a pattern then
   std::optional<std::filesystem::path> input;  ///< nothing: the phantom
   InputChoice inputChoice;
+  bool allVolumes = false;  ///< of an input that holds several, into a map that does
   ObjectRule rule;
   bool eachLabel = false;
   std::filesystem::path output;

@@ -90,10 +90,10 @@ std::string helpText() {
                      "\n\nUsage: lorb-distance INPUT -o OUTPUT [options]\n"
                      "       lorb-distance INPUT... --output-dir DIR [options]\n"
                      "INPUT: NIfTI, MetaImage, NRRD, VTK, TIFF or PNG file, DICOM file or folder, -\n"
-                     "for standard input. Distances are negative inside and positive outside.\n";
+                     "for standard input. Distances are negative inside and positive outside.\n\n";
   forEachOption(
       [&](std::string_view group) {
-        if (group != aboutGroup) text += "\n" + std::string(group) + ":\n";
+        if (group != aboutGroup) text += std::string(group) + ":\n";
       },
       [&](OptionRow const& row) {
         if (row.group == aboutGroup) {

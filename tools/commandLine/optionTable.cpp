@@ -12,6 +12,9 @@ constexpr std::string_view input = "Input", object = "Object", map = "Map", run 
 constexpr OptionRow rows[] = {
     {input, "--volume", "K", "volume K of a file that holds several, counted from 0",
      "Volumes are counted along all dimensions beyond the third.", "", false},
+    {input, "--all-volumes", "", "all of them, into a 4-D map: .nii or .nii.gz",
+     "Maps are made of each volume by itself; in reports their slices are counted on from volume to volume.",
+     "", false},
     {input, "--series", "UID", "DICOM series to take (default: the largest)", "", "", false},
     {input, "--uneven", "", "take DICOM slices with gaps or a tilt all the same",
      "The map is placed by the commonest spacing; distances, which lie within slices, are right. "

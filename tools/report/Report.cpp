@@ -44,6 +44,11 @@ void tellFilledSlices(std::ostream& out, std::vector<SliceSummary> const& slices
       << fillingText(slices) << ": " << rangesText(ranges) << "\n";
 }
 
+/// Nothing of a single one.
+std::string volumesText(std::uint64_t volumes) {
+  return volumes == 1 ? "" : " in each of " + std::to_string(volumes) + " volumes";
+}
+
 void tellMap(std::ostream& out, MapReport const& map) {
   InsideCount const& count = map.summary.count;
   out << "object: " << ruleText(map.rule) << ": " << count.inside << " of " << count.all << " voxels ("
@@ -97,11 +102,14 @@ json toJson(MapReport const& map) {
           {"slices", slices}};
 }
 
-json toJson(VolumeHeader const& header, Options const& options) {
+json inputJson(Report const& report) {
+  VolumeHeader const& header = report.header;
+  Options const& options = report.options;
   auto const optional = [](auto const& value) { return value ? json(*value) : json(nullptr); };
   Geometry const& geometry = header.geometry;
   return {{"path", nameOfInput(options)},
           {"volume", optional(options.inputChoice.volume)},
+          {"volumes", report.volumes},
           {"series", optional(options.inputChoice.series)},
           {"segments", options.inputChoice.segments},
           {"type", nameOf(header.type)},
@@ -158,8 +166,8 @@ void tell(std::ostream& out, Report const& report) {
   Options const& options = report.options;
   VolumeHeader const& header = report.header;
   out << "input:  " << nameOfInput(options) << segmentsText(options.inputChoice.segments) << "\n"
-      << "volume: " << toText(header.extents) << " voxels of " << nameOf(header.type) << ", spacing "
-      << toText(header.geometry.spacing) << "\n"
+      << "volume: " << toText(header.extents) << " voxels" << volumesText(report.volumes) << " of "
+      << nameOf(header.type) << ", spacing " << toText(header.geometry.spacing) << "\n"
       << "plane:  " << nameOf(options.map.choice.plane) << ", "
       << slicesText(options.map.choice, sliceShape(header.extents, options.map.choice.plane)) << ", in "
       << nameOf(options.units) << "\n";
@@ -173,7 +181,7 @@ std::string jsonText(Report const& report) {
   for (MapReport const& map : report.maps) maps.push_back(toJson(map));
   json const document = {{"schema", 1},
                          {"program", programJson()},
-                         {"input", toJson(report.header, report.options)},
+                         {"input", inputJson(report)},
                          {"settings", toJson(report.options)},
                          {"warnings", report.warnings},
                          {"maps", maps},

@@ -24,11 +24,12 @@ struct MapReport {
 
 struct Report {
   Options const& options;  ///< with the length of a voxel in its map settings
-  VolumeHeader header;
-  std::vector<std::string> warnings;
+  VolumeHeader header = {};
+  std::uint64_t volumes = 1;  ///< that maps were made of, into one map
+  std::vector<std::string> warnings = {};
   std::uint64_t slicesAtATime = 0;
-  std::vector<MapReport> maps;
-  Phases phases;
+  std::vector<MapReport> maps = {};
+  Phases phases = {};
   double totalSeconds = 0.0;
 };
 

@@ -7,6 +7,7 @@
 #include "tools/map/slabPlan.h"
 #include "tools/output/MapWriter.h"
 #include "tools/output/Targets.h"
+#include "tools/output/joinVolumes.h"
 #include "tools/output/namePattern.h"
 #include "tools/picture/MapPicture.h"
 #include "tools/report/Progress.h"
@@ -55,7 +56,9 @@ class PhantomSource : public VolumeSource {
 
 std::unique_ptr<VolumeSource> openInput(Options const& options) {
   if (!options.input) return std::make_unique<PhantomSource>();
-  return openVolume(*options.input, options.inputChoice);
+  InputChoice choice = options.inputChoice;
+  if (options.allVolumes) choice.volume = 0;
+  return openVolume(*options.input, choice);
 }
 
 /// How messages begin.
@@ -123,8 +126,7 @@ struct MapFiles {
 class Run {
  public:
   Run(Options const& options, Neighbours const& neighbours, std::ostream& warnings)
-      : options_(options), warnings_(warnings), targets_(options.force), report_{options_, {}, {}, 0,
-                                                                                 {},       {}, 0.0} {
+      : options_(options), warnings_(warnings), targets_(options.force), report_{.options = options_} {
     targets_.protect(neighbours.inputs);
     targets_.shareIn(neighbours.targets);
   }
@@ -135,26 +137,28 @@ class Run {
   void makeFiles() {
     addTargets();
     Stopwatch total, watch;
-    auto const source = openInput(options_);
-    for (std::string const& notice : source->notices) warn(notice);
-    report_.header = source->header();
+    source_ = openInput(options_);
+    for (std::string const& notice : source_->notices) warn(notice);
+    report_.header = source_->header();
+    if (options_.allVolumes) report_.volumes = source_->volumes;
+    if (report_.volumes > 1) requireFourDimensions(options_.output);
     options_.map.voxelLength = voxelLength(options_, report_.header);
     requireRoomForPlace(options_.output, report_.header.geometry, report_.header.extents);
     requireComputableSlices();
-    MapPicture picture(options_, *source);
-    targets_.protect(source->files);
+    MapPicture picture(options_, *source_);
+    targets_.protect(source_->files);
     targets_.protect(picture.files());
-    SlabPlan const plan = planOf(options_, *source, picture.bytesPerVoxel());
+    plan_ = planOf(options_, *source_, picture.bytesPerVoxel());
     report_.phases.open = watch.lap();
 
-    Slabs slabs(*source, options_.map.choice.plane, plan);
-    report_.slicesAtATime = std::min(plan.slices * plan.inFlight,
+    Slabs slabs(*source_, options_.map.choice.plane, plan_);
+    report_.slicesAtATime = std::min(plan_.slices * plan_.inFlight,
                                      sliceShape(report_.header.extents, options_.map.choice.plane).count);
     listMaps(slabs);
     std::uint64_t const slices =
         options_.map.choice.slice ? 1 : sliceShape(report_.header.extents, options_.map.choice.plane).count;
-    Progress progress(slices * report_.maps.size(), options_.quiet ? Progress::Show() : terminalShow(),
-                      terminalWidth());
+    Progress progress(slices * report_.maps.size() * report_.volumes,
+                      options_.quiet ? Progress::Show() : terminalShow(), terminalWidth());
     for (std::size_t k = 0; k < files_.size(); ++k)
       make(files_[k], report_.maps[k], slabs, progress, picture);
     report_.totalSeconds = total.lap();
@@ -211,34 +215,81 @@ class Run {
   }
 
   std::set<ExactNumber> labels(Slabs& slabs) try {
-    auto labels = labelsIn(slabs, report_.phases);
+    std::set<ExactNumber> labels;
+    forEachVolume(slabs, [&](Slabs& volume) { labels.merge(labelsIn(volume, report_.phases)); });
     if (labels.empty()) throw std::invalid_argument("holds 0 alone; expected labels for --each-label");
     return labels;
   } catch (std::invalid_argument const& error) {
     throw InputError(namedInput(options_) + ": " + error.what());
   }
 
+  /// Calls `f` with the slabs of each volume, which are `slabs` when there is one.
+  template <class F>
+  void forEachVolume(Slabs& slabs, F f) {
+    if (report_.volumes == 1) return f(slabs);
+    for (std::uint64_t k = 0; k < report_.volumes; ++k) {
+      if (!source_->choose(k)) {
+        InputChoice choice = options_.inputChoice;
+        choice.volume = static_cast<int>(k);
+        source_ = openVolume(*options_.input, choice);
+      }
+      Slabs volume(*source_, options_.map.choice.plane, plan_);
+      f(volume);
+    }
+  }
+
   void make(MapFiles const& files, MapReport& map, Slabs& slabs, Progress& progress, MapPicture& picture) {
-    bool const inOrder = slabs.count() == 1 || slabs.plane() == EuclideanDistanceTransform2D::planeXY;
-    MapWriter writer(files.map, report_.header, inOrder ? PieceOrder::memory : PieceOrder::any,
-                     options_.compression);
-    map.summary = makeMap(
-        slabs, map.rule, options_.map, writer, report_.phases,
-        [&](std::uint64_t slices) { progress.advance(slices); }, picture.viewer(slabs));
-    writer.finish();
+    std::vector<fs::path> parts;  // of a map of several volumes
+    forEachVolume(slabs, [&](Slabs& volume) {
+      StagedFile file = files.map;
+      if (report_.volumes > 1) {
+        file.path = file.path.parent_path() / ("volume-" + std::to_string(parts.size()) + ".nii");
+        parts.push_back(file.path);
+      }
+      addVolume(file, map, volume, progress, picture);
+    });
+    if (report_.volumes > 1) joinVolumes(parts, report_.header, files.map);
+    for (fs::path const& part : parts) fs::remove(part);
     Stopwatch watch;
     if (files.picture) writeContent(*files.picture, picture.png());
     report_.phases.picture += watch.lap();
-    report_.header.type = slabs.type();
     if (files.sidecar) writeContent(*files.sidecar, sidecarText(map, report_));
     if (auto const emptiness = emptinessOf(map, report_)) warn(*emptiness);
+  }
+
+  /// Makes the map of a volume in a file, and adds what came out to that of the volumes before.
+  void addVolume(StagedFile const& file, MapReport& map, Slabs& slabs, Progress& progress,
+                 MapPicture& picture) {
+    bool const inOrder = slabs.count() == 1 || slabs.plane() == EuclideanDistanceTransform2D::planeXY;
+    MapWriter writer(file, report_.header, inOrder ? PieceOrder::memory : PieceOrder::any,
+                     options_.compression);
+    MapSummary const summary = makeMap(
+        slabs, map.rule, options_.map, writer, report_.phases,
+        [&](std::uint64_t slices) { progress.advance(slices); }, picture.viewer(slabs));
+    writer.finish();
+    report_.header.type = slabs.type();
+    addSummary(map.summary, summary);
+  }
+
+  /// Slices are counted on from volume to volume.
+  void addSummary(MapSummary& all, MapSummary const& volume) const {
+    all.count.inside += volume.count.inside;
+    all.count.all += volume.count.all;
+    std::uint64_t const count = sliceShape(report_.header.extents, options_.map.choice.plane).count;
+    std::uint64_t const first = all.slices.empty() ? 0 : (all.slices.back().slice / count + 1) * count;
+    for (SliceSummary slice : volume.slices) {
+      slice.slice += first;
+      all.slices.push_back(slice);
+    }
   }
 
   Options options_;
   std::ostream& warnings_;
   Targets targets_;
+  std::unique_ptr<VolumeSource> source_;
   std::vector<MapFiles> files_;  ///< of each map in the report
   std::optional<StagedFile> json_;
+  SlabPlan plan_;
   Report report_;
 };
 

@@ -45,7 +45,8 @@ class ItkVolumeSource : public VolumeSource {
     if (format.completePlace != nullptr) format.completePlace(header_.geometry, path_);
     requirePlace(header_.geometry, path_);
     counts_ = countsIn(*io_);
-    volume_ = chosenVolume(product(counts_, 3), choice, path_);
+    volumes = product(counts_, 3);
+    volume_ = chosenVolume(volumes, choice, path_);
     if (auto stored = storedVoxels(*io_, path_, format)) {
       stored->extents = header_.extents;
       stored->volumes = volumeCount();

@@ -300,7 +300,8 @@ class TiffVolumeSource : public VolumeSource {
     TIFFSetDirectory(file, 0);
     auto const imageJ = arrangementOf(file, pages);
     std::uint64_t const channels = imageJ ? imageJ->channels : 1, frames = imageJ ? imageJ->frames : 1;
-    std::uint64_t const volume = chosenVolume(channels * frames, choice, path_);
+    volumes = channels * frames;
+    std::uint64_t const volume = chosenVolume(volumes, choice, path_);
     std::uint64_t const slices = pages / (channels * frames);
     pages_ = {volume % channels + volume / channels * channels * slices, channels, slices};
     header_.type = typeOf(shape_);

@@ -46,6 +46,8 @@ struct NiftiNotes {
   std::array<std::array<double, 4>, 3> matrix{};  ///< rows of the sform
   std::array<double, 4> voxelSize = {};           ///< handedness of the quaternion, then spacing
   int units = 0;
+  std::uint64_t volumes = 1;                      ///< of a file of four dimensions
+  double volumeSpacing = 1.0, firstVolume = 0.0;  ///< along its fourth dimension, mostly time
   std::string description, auxiliaryFile;
   bool operator==(NiftiNotes const&) const = default;
 };

@@ -56,6 +56,13 @@ class VolumeSource {
   /// or, of XY slices, `readsInOrder`. Throws `InputError`.
   virtual std::unique_ptr<ImageDataset> read(Region const& region) = 0;
 
+  /// From now on `read` is of another volume of the input, counted from 0, if that costs less than opening
+  /// the input anew; returns false otherwise.
+  virtual bool choose(std::uint64_t) { return false; }
+
+  /// Volumes that the input holds, all of the same extents and in the same place.
+  std::uint64_t volumes = 1;
+
   /// What a person should know about how the volume was put together, a line each.
   std::vector<std::string> notices;
 

@@ -56,6 +56,7 @@ class NiftiVolumeSource : public VolumeSource {
     if (place.notice) notices.push_back(*place.notice);
     if (header.kind != NiftiKind::analyze) header_.notes = header.notes;
     volume_ = chosenVolume(stored.volumes, choice, path);
+    volumes = stored.volumes;
     reader_ = openVoxels(stored);
   }
 
@@ -63,6 +64,11 @@ class NiftiVolumeSource : public VolumeSource {
   bool readsParts() const override { return reader_->readsParts(); }
   bool readsInOrder() const override { return true; }
   std::uint64_t workBytes(Region const&) const override { return 0; }
+
+  bool choose(std::uint64_t volume) override {
+    volume_ = volume;
+    return true;
+  }
 
   std::unique_ptr<ImageDataset> read(Region const& region) override {
     return reader_->read(volume_, region, header_.type);

@@ -211,6 +211,10 @@ NiftiNotes notesIn(Raw const& raw, fs::path const& path) {
                             "; expected finite numbers above 0");
     }
   }
+  if (raw.dim[0] > 3 && raw.dim[4] > 1) {
+    notes.volumeSpacing = raw.pixdim[4];
+    notes.firstVolume = raw.toffset;
+  }
   notes.units = raw.xyzt_units;
   notes.description = textIn(raw.descrip);
   notes.auxiliaryFile = textIn(raw.aux_file);
@@ -327,6 +331,12 @@ void describe(Raw& raw, TypeID type, Extents const& extents, NiftiNotes const& n
     raw.dim[k] = static_cast<std::decay_t<decltype(raw.dim[k])>>(k <= 3 ? extents[k - 1] : 1);
     raw.pixdim[k] = static_cast<Real>(k <= 3 ? notes.voxelSize[k] : 1.0);
   }
+  if (notes.volumes > 1) {
+    raw.dim[0] = 4;
+    raw.dim[4] = static_cast<std::decay_t<decltype(raw.dim[4])>>(notes.volumes);
+    raw.pixdim[4] = static_cast<Real>(notes.volumeSpacing);
+    raw.toffset = static_cast<Real>(notes.firstVolume);
+  }
   raw.pixdim[0] = static_cast<Real>(notes.voxelSize[0]);
   raw.vox_offset = sizeof raw + 4;
   raw.scl_slope = Real(1);
@@ -382,7 +392,8 @@ bool beginsLikeNifti(std::string_view head) {
 }
 
 std::vector<char> niftiFileHead(TypeID type, Extents const& extents, NiftiNotes const& notes) {
-  bool const isLarge = *std::max_element(extents.begin(), extents.end()) > mostInVersion1;
+  bool const isLarge =
+      std::max(*std::max_element(extents.begin(), extents.end()), notes.volumes) > mostInVersion1;
   if (notes.isVersion2 || isLarge) {
     return headOf<nifti_2_header>("n+2\0\r\n\032\n", type, extents, notes);
   }
