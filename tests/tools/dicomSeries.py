@@ -1,102 +1,98 @@
-"""Checks what lorb-distance makes of DICOM series: usage dicomSeries.py LORB-DISTANCE."""
+"""Checks how lorb-distance puts the slices of DICOM series together: usage dicomSeries.py LORB-DISTANCE."""
 
 import itertools
 import os
 import subprocess
 import sys
 import tempfile
-from types import SimpleNamespace
 
-import nibabel
 import numpy
 import pydicom
-from pydicom.dataset import FileDataset, FileMetaDataset
-from pydicom.uid import ExplicitVRLittleEndian, generate_uid
 
-from niftiPlace import brute_force, oblique_affine
-
-SHAPE = (9, 7, 5)  # columns, rows, slices
-TO_LPS = numpy.diag([-1.0, -1.0, 1.0, 1.0])
+from dicomFiles import SHAPE, Series, Tool, check_map, new_file, patch, place_of
 
 
-def write_slice(path, values, place, series, slope=1.0, intercept=0.0):
-    meta = FileMetaDataset()
-    meta.TransferSyntaxUID = ExplicitVRLittleEndian
-    meta.MediaStorageSOPClassUID = pydicom.uid.CTImageStorage
-    meta.MediaStorageSOPInstanceUID = generate_uid()
-    data = FileDataset(path, {}, file_meta=meta, preamble=b"\0" * 128)
-    data.is_little_endian, data.is_implicit_VR = True, False
-    data.SOPClassUID, data.SOPInstanceUID = meta.MediaStorageSOPClassUID, meta.MediaStorageSOPInstanceUID
-    data.Modality, data.SeriesInstanceUID, data.StudyInstanceUID = "CT", series, "1.2.3"
-    data.SeriesDescription = "phantom"
-    data.ImagePositionPatient = [f"{x:.10g}" for x in place.position]
-    data.ImageOrientationPatient = [f"{x:.10f}" for x in place.orientation]
-    data.PixelSpacing = list(place.spacing)
-    data.SliceThickness = 1.0
-    data.Columns, data.Rows = values.shape
-    data.BitsAllocated = data.BitsStored = 16
-    data.HighBit, data.PixelRepresentation = 15, 1
-    data.SamplesPerPixel, data.PhotometricInterpretation = 1, "MONOCHROME2"
-    data.RescaleSlope, data.RescaleIntercept = slope, intercept
-    data.PixelData = values.T.astype("<i2").tobytes()
-    data.save_as(path, write_like_original=False)
+def write_directory(path):
+    """As on a disc, beside the slices."""
+    directory = new_file(path, 1, 1, "1.2.3", pydicom.uid.MediaStorageDirectoryStorage)
+    for element in list(directory.keys()):
+        del directory[element]
+    directory.FileSetID, directory.DirectoryRecordSequence = "DISC", []
+    directory.save_as(path, write_like_original=False)
 
 
-def place_of(affine, k):
-    """Where slice k lies, for an affine in LPS."""
-    columns = affine[:3, :3]
-    spacing = numpy.linalg.norm(columns, axis=0)
-    unit = columns / spacing
-    return SimpleNamespace(position=affine[:3, 3] + k * columns[:, 2],
-                           orientation=numpy.concatenate([unit[:, 0], unit[:, 1]]),
-                           spacing=(spacing[1], spacing[0]))
+def check_places(tool, folder):
+    """What keeps slices from filling a box."""
+    gap = Series(os.path.join(folder, "gap"), "1.2.3.7").write_all()
+    os.remove(gap.path(1))
+    refusal = tool.refusal(gap.folder)
+    assert "unevenly spaced: 5 mm between" in refusal and "expected --uneven" in refusal, refusal
+    assert "unevenly spaced" in tool.warning(gap.folder, "--uneven")
+
+    tilted = Series(os.path.join(folder, "tilted"), "1.2.3.8")
+    tilted.affine[:3, 2] += 0.3 * tilted.affine[:3, 0]
+    assert "shifted against each other" in tool.refusal(tilted.write_all().folder)
+    assert "tilted gantry" in tool.warning(tilted.folder, "--uneven")
+
+    # A slice aside, by half a voxel and by less than anybody could see.
+    aside = Series(os.path.join(folder, "aside"), "1.2.3.14").write_all()
+    place, row = place_of(aside.affine, 2), aside.affine[:3, 0]
+    aside.write(2, position=place.position + 0.5 * row)
+    refusal = tool.refusal(aside.folder)
+    assert f"{aside.names[2]} lies 0.375 mm aside of {aside.names[0]}" in refusal, refusal
+    assert "aside of" in tool.warning(aside.folder, "--uneven")
+    aside.write(2, position=place.position + 0.01 * row)
+    check_map(tool.map(aside.folder), aside, aside.values > 0)
+
+    spaced = Series(os.path.join(folder, "spaced"), "1.2.3.15").write_all()
+    spaced.write(2, spacing=(1.25, 0.8))
+    assert "differ in spacing: 0.75 mm × 1.25 mm and 0.8 mm × 1.25 mm in" in tool.refusal(spaced.folder)
+
+    twice = Series(os.path.join(folder, "twice"), "1.2.3.9").write_all()
+    twice.write(1, position=place_of(twice.affine, 2).position)
+    assert "lie at the same place in" in tool.refusal(twice.folder)
+
+    turned = Series(os.path.join(folder, "turned"), "1.2.3.10").write_all()
+    turned.write(1, orientation=[1, 0, 0, 0, 1, 0])
+    assert "are oriented differently" in tool.refusal(turned.folder)
+
+    larger = Series(os.path.join(folder, "larger"), "1.2.3.11").write_all()
+    larger.values = numpy.zeros((11, 7, 5))
+    larger.write(1)
+    assert "differ in size: 9 × 7 and 11 × 7" in tool.refusal(larger.folder), tool.refusal(larger.folder)
+
+    lost = Series(os.path.join(folder, "lost"), "1.2.3.16").write_all()
+    lost.write(2, ImagePositionPatient=None)
+    assert f"{lost.names[2]} has no ImagePositionPatient" in tool.refusal(lost.folder)
 
 
-class Series:
-    def __init__(self, folder, uid, count=SHAPE[2]):
-        self.folder, self.uid = folder, uid
-        os.makedirs(folder, exist_ok=True)
-        self.values = numpy.random.default_rng(3).integers(-3, 4, SHAPE[:2] + (count,))
-        self.affine = TO_LPS @ oblique_affine()
-        if numpy.linalg.det(self.affine[:3, :3]) < 0:  # slices are stacked along the right-hand normal
-            self.affine[:3, 2] *= -1
-        self.names = [f"{(3 * k + 1) % count:02}.dcm" for k in range(count)]  # in an order of no meaning
-
-    def write(self, k, **changes):
-        place = place_of(self.affine, k)
-        for name in list(changes):
-            if hasattr(place, name):
-                setattr(place, name, changes.pop(name))
-        write_slice(os.path.join(self.folder, self.names[k]), self.values[:, :, k], place, self.uid, **changes)
-
-    def write_all(self, **changes):
-        for k in range(self.values.shape[2]):
-            self.write(k, **changes)
-        return self
+def check_bad_places(tool, folder):
+    """Numbers that are none, and cosines that are none of two unit vectors at a right angle."""
+    series = Series(os.path.join(folder, "bad"), "1.2.3.17", 1)
+    for old, new in ((b"0.8775825619", b"0.9775825619"), (b"0.8775825619", b"nan"), (b"0.8775825619", b"")):
+        series.write(0)
+        patch(series.path(0), old, new)
+        refusal = tool.refusal(series.folder)
+        assert "has ImageOrientationPatient '" in refusal and "expected the six cosines" in refusal, refusal
+    for new in (b"nan", b"1,5", b"inf", b"1\\\\2"):
+        series.write(0, position=(-81.25, 126.5, -72.75))
+        patch(series.path(0), b"-81.25", new)
+        refusal = tool.refusal(series.folder)
+        assert "has ImagePositionPatient '" in refusal and "expected three finite numbers" in refusal, refusal
 
 
-class Tool:
-    def __init__(self, path, folder):
-        self.path, self.result = path, os.path.join(folder, "map.nii")
-
-    def run(self, *arguments):
-        return subprocess.run([self.path, *arguments, "-o", self.result, "--force"], capture_output=True, text=True)
-
-    def map(self, *arguments):
-        done = self.run(*arguments)
-        assert done.returncode == 0, done.stderr
-        return nibabel.load(self.result)
-
-    def refusal(self, *arguments):
-        done = self.run(*arguments)
-        assert done.returncode == 3, (done.returncode, done.stdout, done.stderr)
-        assert done.stderr.count("\n") == 1, done.stderr
-        return done.stderr
-
-
-def check_map(image, series, inside):
-    numpy.testing.assert_allclose(image.affine, TO_LPS @ series.affine, atol=2e-5)
-    numpy.testing.assert_allclose(image.get_fdata(), brute_force(inside), rtol=1e-6)
+def check_volumes(tool, folder):
+    """Slices of several times at the same places are volumes in the order of their numbers."""
+    times = [Series(os.path.join(folder, "times"), "1.2.3.18") for _ in range(3)]
+    for t, series in enumerate(times):
+        series.values = numpy.roll(series.values, t, axis=0)
+        series.names = [f"{t}-{name}" for name in reversed(series.names)]
+        for k in range(SHAPE[2]):
+            series.write(k, InstanceNumber=1 + 10 * t + k)
+    assert "holds 3 volumes; expected --volume K" in tool.refusal(times[0].folder)
+    for t, series in enumerate(times):
+        check_map(tool.map(series.folder, "--volume", str(t)), series, series.values > 0)
+    assert "has no volume 3" in tool.refusal(times[0].folder, "--volume", "3")
 
 
 def check_damaged_slices(tool, folder):
@@ -119,8 +115,8 @@ def check_damaged_slices(tool, folder):
         os.remove(path)
     os.symlink("nowhere", last)
     assert "can't be opened: No such file" in tool.refusal(series.folder)
-    taken = tool.run(series.folder, "--uneven")
-    assert taken.returncode == 0 and "warning: " in taken.stderr and series.names[6] in taken.stderr, taken
+    warning = tool.warning(series.folder, "--skip-damaged")
+    assert "warning: " in warning and series.names[6] in warning, warning
     os.remove(last)
 
     # DICOM files that are no images belong to others.
@@ -130,6 +126,18 @@ def check_damaged_slices(tool, folder):
         delattr(report, element)
     report.save_as(last)
     assert tool.run(series.folder).returncode == 0
+    write_directory(os.path.join(series.folder, "DICOMDIR"))
+    write_directory(os.path.join(series.folder, "LISTING"))
+    assert tool.run(series.folder).returncode == 0
+    assert "holds no DICOM image" in tool.refusal(os.path.join(series.folder, "LISTING"))
+
+    # Leaving out a slice does not accept the gap that it leaves.
+    with open(series.path(3), "r+b") as file:
+        file.truncate(500)
+    assert "--skip-damaged" in tool.refusal(series.folder, "--uneven")
+    assert "unevenly spaced" in tool.refusal(series.folder, "--skip-damaged")
+    warning = tool.warning(series.folder, "--skip-damaged", "--uneven")
+    assert warning.count("warning: ") == 2 and series.names[3] in warning, warning
 
 
 def main(path):
@@ -167,36 +175,14 @@ def main(path):
         check_map(tool.map(scaled.folder, "--above", "1.5"), scaled,
                   scaled.values * factors[0] + factors[1] > 1.5)
 
-        # A gap, a tilted gantry, a slice twice, slices that are turned or of another size.
-        gap = Series(os.path.join(folder, "gap"), "1.2.3.7").write_all()
-        os.remove(os.path.join(gap.folder, gap.names[1]))
-        assert "unevenly spaced: 5 mm between" in tool.refusal(gap.folder)
-        assert "expected --uneven" in tool.refusal(gap.folder)
-        taken = tool.run(gap.folder, "--uneven")
-        assert taken.returncode == 0 and "unevenly spaced" in taken.stderr
-
-        tilted = Series(os.path.join(folder, "tilted"), "1.2.3.8")
-        tilted.affine[:3, 2] += 0.3 * tilted.affine[:3, 0]
-        assert "shifted against each other" in tool.refusal(tilted.write_all().folder)
-
-        twice = Series(os.path.join(folder, "twice"), "1.2.3.9").write_all()
-        twice.write(1, position=place_of(twice.affine, 2).position)
-        assert "lie at the same place in" in tool.refusal(twice.folder)
-
-        turned = Series(os.path.join(folder, "turned"), "1.2.3.10").write_all()
-        turned.write(1, orientation=[1, 0, 0, 0, 1, 0])
-        assert "are oriented differently" in tool.refusal(turned.folder)
-
-        larger = Series(os.path.join(folder, "larger"), "1.2.3.11").write_all()
-        larger.values = numpy.zeros((11, 7, 5))
-        larger.write(1)
-        assert "differ in size: 9 × 7 and 11 × 7" in tool.refusal(larger.folder), tool.refusal(larger.folder)
-
         cut = Series(os.path.join(folder, "cut"), "1.2.3.12").write_all()
         with open(os.path.join(cut.folder, cut.names[3]), "r+b") as file:
             file.truncate(os.path.getsize(file.name) - 50)
         assert "incomplete: its pixel data are cut" in tool.refusal(cut.folder), tool.refusal(cut.folder)
 
+        check_places(tool, folder)
+        check_bad_places(tool, folder)
+        check_volumes(tool, folder)
         check_damaged_slices(tool, folder)
 
         os.mkdir(os.path.join(folder, "empty"))

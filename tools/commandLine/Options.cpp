@@ -197,7 +197,8 @@ std::uint64_t memoryOf(std::string const& text) {
 
 std::optional<std::filesystem::path> inputOf(Words const& words) {
   bool const phantom = words.has("--phantom");
-  for (char const* option : {"--volume", "--all-volumes", "--series", "--segment", "--uneven"}) {
+  for (char const* option :
+       {"--volume", "--all-volumes", "--series", "--segment", "--uneven", "--skip-damaged"}) {
     if (phantom && words.has(option)) {
       throw UsageError(std::string(option) +
                        " chooses among what a file holds; expected none with --phantom");
@@ -311,6 +312,7 @@ Options optionsOf(Words const& words) {
   }
   options.inputChoice.uneven = words.has("--uneven");
   options.allVolumes = words.has("--all-volumes");
+  options.inputChoice.skipDamaged = words.has("--skip-damaged");
   options.rule = ruleOf(words);
   options.eachLabel = words.has("--each-label");
   options.map = settingsOf(words);

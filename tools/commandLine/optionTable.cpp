@@ -17,9 +17,9 @@ constexpr OptionRow rows[] = {
      "", false},
     {input, "--series", "UID", "DICOM series to take (default: the largest)", "", "", false},
     {input, "--uneven", "", "take DICOM slices with gaps or a tilt all the same",
-     "The map is placed by the commonest spacing; distances, which lie within slices, are right. "
-     "Files that may be damaged slices are left out.",
-     "", false},
+     "The map is placed by the commonest spacing; distances, which lie within slices, are right.", "", false},
+    {input, "--skip-damaged", "", "leave out DICOM files that may be damaged slices",
+     "The gap that a slice leaves takes --uneven as well, unless it was the first or the last.", "", false},
     {input, "--phantom", "", "a built-in head phantom in place of INPUT", "", "", false},
 
     {object, "--above", "T", "values above T are inside (default: above 0)", "", "", false},

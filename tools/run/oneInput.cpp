@@ -83,6 +83,11 @@ void requireUprightSlices(Options const& options, Geometry const& geometry) {
 double voxelLength(Options const& options, VolumeHeader const& header) {
   if (options.units == Units::voxels) return 1.0;
   auto const axes = EuclideanDistanceTransform2D::axesOf(options.map.choice.plane);
+  if (!header.spacingKnown[std::size_t(axes.i)] || !header.spacingKnown[std::size_t(axes.j)]) {
+    throw InputError(nameOfInput(options) + ": does not say the spacing of its voxels in plane " +
+                     nameOf(options.map.choice.plane) +
+                     ", so that distances in mm are unknown; expected --units voxels");
+  }
   double const i = header.geometry.spacing[std::size_t(axes.i)];
   double const j = header.geometry.spacing[std::size_t(axes.j)];
   requireUprightSlices(options, header.geometry);

@@ -3,6 +3,7 @@
 
 #include "tools/volume/Volume.h"
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -18,6 +19,7 @@ struct VolumeHeader {
   TypeID type = typeNone;  ///< `typeNone` when only reading the voxels tells
   Extents extents = {0, 0, 0};
   Geometry geometry;
+  std::array<bool, 3> spacingKnown = {true, true, true};  ///< along x, y and z; 1 is assumed where it is not
   bool inPatient = true;  ///< whether directions are those of a patient, and not of just any space
   std::optional<NiftiNotes> notes;
 };
@@ -27,8 +29,9 @@ struct InputChoice {
   std::optional<int> volume = std::nullopt;  ///< of a file of more than three dimensions, counted from 0
   std::optional<std::string> series = std::nullopt;  ///< UID of a DICOM series
   std::vector<std::string> segments =
-      {};               ///< names or IDs, of which the union is meant; empty for all values
-  bool uneven = false;  ///< take DICOM slices that don't fill a box
+      {};                    ///< names or IDs, of which the union is meant; empty for all values
+  bool uneven = false;       ///< take DICOM slices that don't fill a box
+  bool skipDamaged = false;  ///< leave out files that may be damaged slices
 };
 
 /// A box of voxels.
