@@ -1,6 +1,7 @@
 #include "tools/volume/dicom/pixelData.h"
 
 #include "tools/base/parseNumber.h"
+#include "tools/volume/dicom/runLengths.h"
 
 #include <algorithm>
 #include <array>
@@ -8,6 +9,7 @@
 #include <fstream>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace lorb::tools::dicom {
 namespace fs = std::filesystem;
@@ -55,11 +57,6 @@ std::uint64_t numberOf(FileAttributes const& attributes, Tag tag, std::uint64_t 
   return number && *number >= 0 ? static_cast<std::uint64_t>(*number) : otherwise;
 }
 
-/// Whether each compressed frame ends with a marker: those of JPEG, JPEG-LS and JPEG 2000 do.
-bool hasEndMarkers(std::string const& transferSyntax) {
-  return transferSyntax != runLengths && !transferSyntax.starts_with(video);
-}
-
 /// Bytes that uncompressed pixel data of this header take.
 std::uint64_t plainBytes(FileAttributes const& attributes) {
   std::uint64_t bits = 1;
@@ -97,25 +94,40 @@ bool endsWithMarker(FileNumbers& file, std::uint64_t begin, std::uint64_t length
   return end >= 2 && tail[end - 2] == 0xff && tail[end - 1] == 0xd9;
 }
 
+/// Whether a piece of compressed data has what a whole frame ends with.
+bool isWholePiece(FileNumbers& file, std::uint64_t begin, std::uint64_t length,
+                  FileAttributes const& attributes) {
+  std::string const& syntax = attributes.of(0, tag::transferSyntax);
+  if (syntax.starts_with(video)) return true;
+  if (syntax != runLengths) return endsWithMarker(file, begin, length);
+  std::vector<std::byte> piece(length);
+  std::uint64_t const pixels = numberOf(attributes, tag::rows, 1) * numberOf(attributes, tag::columns, 1);
+  return file.readAt(begin, piece.data(), piece.size()) && isWholeRunLengthFrame(piece, pixels);
+}
+
 /// What keeps compressed pixel data from being whole.
 std::optional<std::string> damageOfFrames(FileNumbers& file, std::uint64_t offset,
                                           FileAttributes const& attributes) {
   std::string const cut = "is incomplete: its pixel data are cut";
-  bool const isMarked = hasEndMarkers(attributes.of(0, tag::transferSyntax));
   std::uint64_t const frames = numberOf(attributes, tag::numberOfFrames, 1);
-  std::uint64_t items = 0;
-  bool isMarkedEnd = false;
-  // The first item is a table of offsets.
-  for (std::uint64_t at = offset; file.at(at) != endOfSequence; ++items) {
+  std::uint64_t pieces = 0;
+  bool isWhole = false;
+  // The first item is a table of offsets. A single frame may lie in several pieces, of which the last is
+  // judged.
+  bool isTable = true;
+  for (std::uint64_t at = offset; file.at(at) != endOfSequence; isTable = false) {
     std::uint64_t const length = file.at(at + 4);
     if (file.at(at) != itemTag || at + 8 > file.size() || length > file.size() - at - 8) return cut;
-    isMarkedEnd = endsWithMarker(file, at + 8, length);
-    if (items > 0 && frames > 1 && isMarked && !isMarkedEnd) return cut;
+    if (!isTable) {
+      isWhole = isWholePiece(file, at + 8, length, attributes);
+      ++pieces;
+    }
+    if (pieces > 0 && frames > 1 && !isWhole) return cut;
     at += 8 + length;
   }
-  if (items < 2 || (isMarked && !isMarkedEnd)) return cut;
-  if (frames > 1 && items - 1 != frames) {
-    return "holds " + std::to_string(items - 1) + " compressed pieces; expected " + std::to_string(frames) +
+  if (!isWhole) return cut;
+  if (frames > 1 && pieces != frames) {
+    return "holds " + std::to_string(pieces) + " compressed pieces; expected " + std::to_string(frames) +
            ", one a frame";
   }
   return std::nullopt;
