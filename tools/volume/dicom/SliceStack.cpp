@@ -36,10 +36,6 @@ Vector3 sum(Vector3 const& a, double factor, Vector3 const& b) {
   return {a[0] + factor * b[0], a[1] + factor * b[1], a[2] + factor * b[2]};
 }
 
-std::string toMillimetres(double length) {
-  return toText(std::round(1000.0 * length) / 1000.0) + " mm";
-}
-
 double medianOf(std::vector<double> numbers) {
   auto const middle = numbers.begin() + static_cast<std::ptrdiff_t>(numbers.size() / 2);
   std::nth_element(numbers.begin(), middle, numbers.end());
