@@ -131,6 +131,13 @@ def check_damaged_slices(tool, folder):
     assert tool.run(series.folder).returncode == 0
     assert "holds no DICOM image" in tool.refusal(os.path.join(series.folder, "LISTING"))
 
+    # An image without pixels is none.
+    bare = pydicom.dcmread(series.path(0))
+    del bare.PixelData
+    bare.save_as(last)
+    assert f"{series.names[6]} holds no pixel data" in tool.refusal(series.folder)
+    os.remove(last)
+
     # Leaving out a slice does not accept the gap that it leaves.
     with open(series.path(3), "r+b") as file:
         file.truncate(500)

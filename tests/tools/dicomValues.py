@@ -24,6 +24,10 @@ def check_types(tool, folder):
     check_values(tool, plain.folder, plain.values)
     plain.write_all(BitsAllocated=32, BitsStored=32, HighBit=31)
     check_values(tool, plain.folder, plain.values)
+    plain.write_all(BitsAllocated=32, BitsStored=32, HighBit=31, syntax=ExplicitVRBigEndian)
+    check_values(tool, plain.folder, plain.values)
+    plain.write_all(BitsAllocated=8, BitsStored=8, HighBit=7, PixelRepresentation=0, syntax=ExplicitVRBigEndian)
+    check_values(tool, plain.folder, plain.values)
     values, unused = plain.values - 3, 0x5000
     plain.values = (values & 0xfff) + unused
     plain.write_all(BitsStored=12, HighBit=11)

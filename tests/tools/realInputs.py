@@ -31,13 +31,15 @@ DICOM = f"{PYTHON}/pydicom/data/test_files"
 DICOM_REFUSED = {
     "holds 3 values a voxel; expected 1": ("ExplVR_BigEnd.", "GDCMJ2K_TextGBR", "SC_"),
     "is no DICOM image, or a damaged one": (
-        "ExplVR_BigEndNoMeta", "ExplVR_LitEndNoMeta", "UN_sequence", "empty_charset_LEI", "meta_missing_tsyntax",
-        "nested_priv_SQ", "no_meta", "priv_SQ", "reportsi", "rtplan", "rtstruct", "test-SR", "waveform_ecg"),
+        "UN_sequence", "empty_charset_LEI", "meta_missing_tsyntax", "nested_priv_SQ", "no_meta", "priv_SQ",
+        "rtplan_truncated"),
+    "holds no DICOM image; expected a slice": (
+        "ExplVR_BigEndNoMeta", "ExplVR_LitEndNoMeta", "reportsi", "rtplan.", "rtstruct", "test-SR", "waveform_ecg"),
+    "has NumberOfFrames '1A'": ("badVR",),
+    "describes 3 frames; expected 1": ("liver_1frame", "liver_expb_1frame"),
     "is incomplete: its pixel data are cut": ("MR_truncated",),
-    "is damaged or incomplete: Failed to change to Implicit": ("JPEG2000-embedded-sequence-delimiter",),
-    # ITK's reader looks for distances between frames where there is one frame, and ends the process.
-    "is damaged: its reader fails on it altogether": (
-        "rtdose_1frame", "rtdose_expb_1frame", "rtdose_rle_1frame"),
+    "is damaged: its pixel data of coding 1.2.840.10008.1.2.4.91 can't be decoded": (
+        "JPEG2000-embedded-sequence-delimiter",),
 }
 
 

@@ -3,6 +3,7 @@
 #include "tools/base/childCalls.h"
 #include "tools/base/errors.h"
 #include "tools/volume/dicom/gdcmFrames.h"
+#include "tools/volume/dicom/pixelData.h"
 #include "tools/volume/dicom/storedValues.h"
 
 #include <algorithm>
@@ -55,10 +56,18 @@ class PlainReader {
     if (!stream_.read(reinterpret_cast<char*>(elements_.data()), std::ssize(elements_))) {
       refuseInput(path_, "is incomplete: its pixel data are cut");
     }
+    if (isBigEndian(frame.transferSyntax)) swapElements(frame.stored.allocatedBits);
     writeValues(frame, elements_, static_cast<unsigned>(first % 8), type, values);
   }
 
  private:
+  void swapElements(int bits) {
+    auto const size = static_cast<std::ptrdiff_t>(bits / 8);
+    for (auto element = elements_.begin(); element != elements_.end(); element += size) {
+      std::reverse(element, element + size);
+    }
+  }
+
   fs::path path_;
   std::ifstream stream_;
   std::vector<std::byte> elements_;

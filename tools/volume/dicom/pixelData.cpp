@@ -17,11 +17,11 @@ namespace {
 
 constexpr std::string_view implicitLittleEndian = "1.2.840.10008.1.2",
                            explicitLittleEndian = "1.2.840.10008.1.2.1",
-                           encapsulated = "1.2.840.10008.1.2.4.", video = "1.2.840.10008.1.2.4.10",
-                           runLengths = "1.2.840.10008.1.2.5";
+                           explicitBigEndian = "1.2.840.10008.1.2.2", encapsulated = "1.2.840.10008.1.2.4.",
+                           video = "1.2.840.10008.1.2.4.10", runLengths = "1.2.840.10008.1.2.5";
 
 constexpr std::uint32_t undefinedLength = 0xffffffff, itemTag = 0xe000fffe, endOfSequence = 0xe0ddfffe,
-                        pixelTag = 0x00107fe0;
+                        pixelTag = 0x00107fe0, bigEndianPixelTag = 0x1000e07f;
 
 /// Numbers of a file in little-endian order, as this tool's systems have them.
 class FileNumbers {
@@ -73,12 +73,25 @@ std::uint64_t plainBytes(FileAttributes const& attributes) {
 
 /// Whether the tag of the pixel data stands before its value, in the form with or without a name of the type.
 bool beginsPixelData(FileNumbers& file, std::uint64_t offset) {
-  return (offset >= 12 && file.at(offset - 12) == pixelTag) ||
-         (offset >= 8 && file.at(offset - 8) == pixelTag);
+  auto const isTag = [&](std::uint64_t distance) {
+    std::uint32_t const tag = offset >= distance ? file.at(offset - distance) : 0;
+    return tag == pixelTag || tag == bigEndianPixelTag;
+  };
+  return isTag(12) || isTag(8);
+}
+
+/// Whether the tag stands anywhere. GDCM finds it elsewhere in files that it reads in a second attempt.
+bool mentionsPixelData(FileNumbers& file) {
+  std::string content(file.size(), '\0');
+  std::string const tag("\xe0\x7f\x10\x00", 4);
+  return file.readAt(0, content.data(), content.size()) && content.find(tag) != std::string::npos;
 }
 
 bool isComplete(FileNumbers& file, std::uint64_t offset, FileAttributes const& attributes) {
-  std::uint64_t const expected = plainBytes(attributes), length = file.at(offset - 4);
+  bool const isSwapped = isBigEndian(attributes.of(0, tag::transferSyntax));
+  std::uint32_t const number = file.at(offset - 4);
+  std::uint64_t const expected = plainBytes(attributes),
+                      length = isSwapped ? __builtin_bswap32(number) : number;
   return length >= expected && file.size() - offset >= expected;
 }
 
@@ -139,17 +152,25 @@ bool isEncapsulated(std::string const& transferSyntax) {
   return transferSyntax.starts_with(encapsulated) || transferSyntax == runLengths;
 }
 
-bool isPlain(std::string const& transferSyntax) {
+bool isBigEndian(std::string const& transferSyntax) {
+  return transferSyntax == explicitBigEndian;
+}
+
+bool isPlain(std::string const& transferSyntax, int allocatedBits) {
+  if (isBigEndian(transferSyntax)) return allocatedBits > 8;
   return transferSyntax == implicitLittleEndian || transferSyntax == explicitLittleEndian;
 }
 
 void examinePixelData(fs::path const& path, std::uint64_t offset, FileAttributes& attributes) {
   std::string const& syntax = attributes.of(0, tag::transferSyntax);
-  if (attributes.of(0, tag::rows).empty() || (!isPlain(syntax) && !isEncapsulated(syntax))) return;
+  int const bits = static_cast<int>(numberOf(attributes, tag::bitsAllocated, 8));
+  if (attributes.of(0, tag::rows).empty() || (!isPlain(syntax, bits) && !isEncapsulated(syntax))) return;
   FileNumbers file(path);
   if (!beginsPixelData(file, offset)) {
-    attributes.damage = "holds no pixel data";
-  } else if (isEncapsulated(syntax)) {
+    if (!mentionsPixelData(file)) attributes.damage = "holds no pixel data";
+    return;
+  }
+  if (isEncapsulated(syntax)) {
     attributes.damage = damageOfFrames(file, offset, attributes);
   } else {
     attributes.pixelOffset = offset;
