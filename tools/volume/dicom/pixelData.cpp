@@ -57,11 +57,10 @@ std::uint64_t numberOf(FileAttributes const& attributes, Tag tag, std::uint64_t 
   return number && *number >= 0 ? static_cast<std::uint64_t>(*number) : otherwise;
 }
 
-/// Bytes that uncompressed pixel data of this header take.
+/// Bytes that uncompressed pixel data of this header take; of colours, which are refused, a part.
 std::uint64_t plainBytes(FileAttributes const& attributes) {
   std::uint64_t bits = 1;
-  // At most 2^16 for each but the frames, of which there are 2^31: the product is below 2^96, and cut here.
-  for (Tag const factor : {tag::rows, tag::columns, tag::samplesPerPixel}) {
+  for (Tag const factor : {tag::rows, tag::columns}) {
     bits *= std::min<std::uint64_t>(numberOf(attributes, factor, 1), 0xffff);
   }
   std::uint64_t const frameBits =
