@@ -102,7 +102,7 @@ std::string helpText() {
           text += "  " + padded(spelled(row), 18) + std::string(row.help) + "\n";
         }
       });
-  text += "\n" + std::string(aboutGroup) + ": " + about + ".\nExit codes: " + exitCodes() + ".\nExamples:\n";
+  text += std::string(aboutGroup) + ": " + about + ".\nExit codes: " + exitCodes() + ".\n\nExamples:\n";
   for (Example const& example : examples) {
     text += "  " + padded(std::string(example.command), 50) + std::string(example.meaning) + "\n";
   }

@@ -1,7 +1,7 @@
 #include "tools/volume/ItkVolumeSource.h"
 
+#include "tools/base/childCalls.h"
 #include "tools/base/errors.h"
-#include "tools/volume/crashFence.h"
 #include "tools/volume/itkData.h"
 
 #include <algorithm>
@@ -32,10 +32,13 @@ void requireDimensions(itk::ImageIOBase const& io, fs::path const& path) {
   if (dimensions < 2) refuseInput(path, "has " + std::to_string(dimensions) + " dimensions; expected 3");
 }
 
+/// What reading a header may take. Headers that promise what no file holds take more.
+constexpr ChildLimits headerLimits = {std::uint64_t(256) << 20, 20};
+
 class ItkVolumeSource : public VolumeSource {
  public:
   ItkVolumeSource(fs::path path, ItkFormat const& format, InputChoice const& choice)
-      : path_(std::move(path)), format_(format), io_(openFenced(path_, format)) {
+      : path_(std::move(path)), format_(format), io_(openAfterTrial(path_, format)) {
     requireScalars(*io_, path_);
     requireDimensions(*io_, path_);
     header_.extents = extentsIn(*io_, path_);
@@ -128,12 +131,16 @@ class ItkVolumeSource : public VolumeSource {
 
 }  // namespace
 
-itk::ImageIOBase::Pointer openFenced(fs::path const& path, ItkFormat const& format) {
+itk::ImageIOBase::Pointer openAfterTrial(fs::path const& path, ItkFormat const& format) {
   requireSaneHeader(path, format);
-  // Some numbers that no check thinks of end the process within ITK.
-  if (!fatalCalls(1, [&](std::size_t) { openImageIO(path, format); }).empty()) {
-    refuseInput(path, "is damaged: its reader fails on it altogether");
-  }
+  auto const ended = [&](std::size_t, CallEnd end, std::string const&) {
+    if (end == CallEnd::crashed) refuseInput(path, "is damaged: its reader fails on it altogether");
+    if (end == CallEnd::outOfTime) refuseInput(path, "is damaged: its header takes too long to read");
+    if (end == CallEnd::outOfMemory) refuseInput(path, "is damaged: its header takes too much memory");
+  };
+  callInChild(
+      1, headerLimits, [&](std::size_t, Send const&) { openImageIO(path, format); },
+      [](std::size_t, std::span<std::byte const>) {}, ended);
   return openImageIO(path, format);
 }
 

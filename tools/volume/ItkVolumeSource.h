@@ -1,4 +1,4 @@
-// MetaImage, NRRD, legacy VTK and single DICOM files, through ITK.
+// MetaImage, NRRD and legacy VTK files, through ITK.
 #pragma once
 
 #include "tools/volume/itkImageIO.h"
@@ -10,7 +10,7 @@ namespace lorb::tools {
 
 /// Opens a file of the given format and reads its header, in a child process first. Throws `InputError` for
 /// what is no such file and for headers on which ITK's reader fails.
-itk::ImageIOBase::Pointer openFenced(std::filesystem::path const& path, ItkFormat const& format);
+itk::ImageIOBase::Pointer openAfterTrial(std::filesystem::path const& path, ItkFormat const& format);
 
 /// Opens a file of the given format, which outlives the source. Throws `InputError` naming the file for what
 /// is no such file, holds anything but one number a voxel, is shorter than its header says, or needs a choice

@@ -3,21 +3,13 @@
 #include "tools/base/SilencedStreams.h"
 #include "tools/base/errors.h"
 
-#include <gdcmTrace.h>
-#include <itkGDCMImageIO.h>
-
 #include <algorithm>
-#include <iostream>
-#include <sstream>
 #include <string_view>
 #include <type_traits>
 #include <vector>
 
 namespace lorb::tools {
 namespace fs = std::filesystem;
-
-constinit ItkFormat const itkDicom = {.name = "DICOM",
-                                      .makeImageIO = [] { return makeImageIO<itk::GDCMImageIO>(); }};
 
 itk::IOComponentEnum componentOf(TypeID type) {
   // Which of ITK's names an integer of 64 bits has is a matter of the platform.
@@ -74,33 +66,13 @@ itk::ImageIOBase::Pointer openImageIO(fs::path const& path, ItkFormat const& for
   return io;
 }
 
-namespace {
-
-/// GDCM pads pixels that are missing, and says so in its trace alone.
-class GdcmTrace {
- public:
-  GdcmTrace() { gdcm::Trace::SetStream(text_); }
-  ~GdcmTrace() { gdcm::Trace::SetStream(std::cerr); }
-  GdcmTrace(GdcmTrace const&) = delete;
-  GdcmTrace& operator=(GdcmTrace const&) = delete;
-
-  bool reportMissingPixels() const { return text_.str().find("Incomplete Pixel Data") != std::string::npos; }
-
- private:
-  std::ostringstream text_;
-};
-
-}  // namespace
-
 void readVoxels(itk::ImageIOBase& io, void* voxels, fs::path const& path) {
   SilencedStreams const silenced;
-  GdcmTrace const trace;
   try {
     io.Read(voxels);
   } catch (itk::ExceptionObject const& error) {
     refuseInput(path, "is damaged or incomplete: " + reasonOf(error));
   }
-  if (trace.reportMissingPixels()) refuseInput(path, "is incomplete: its pixel data are cut");
 }
 
 Extents extentsIn(itk::ImageIOBase const& io, fs::path const& path) {

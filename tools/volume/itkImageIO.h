@@ -63,7 +63,4 @@ void requireScalars(itk::ImageIOBase const& io, std::filesystem::path const& pat
 /// Place of the voxels, as far as the file has dimensions.
 Geometry geometryIn(itk::ImageIOBase const& io);
 
-/// DICOM files, of which ITK reads the pixels.
-extern ItkFormat const itkDicom;
-
 }  // namespace lorb::tools

@@ -62,7 +62,7 @@ constexpr ItkFormat itkFormat = {.name = "NRRD",
 std::unique_ptr<VolumeSource> open(fs::path const& path, InputChoice const& choice) {
   std::vector<Segment> const segments = segmentsIn(path);
   if (!segments.empty()) {
-    auto const io = openFenced(path, itkFormat);
+    auto const io = openAfterTrial(path, itkFormat);
     if (io->GetNumberOfComponents() > 1 || !choice.segments.empty()) {
       return openSegmentation(*io, path, segments, choice, itkFormat);
     }

@@ -4,8 +4,8 @@
 #include "tools/base/errors.h"
 #include "tools/base/parseNumber.h"
 #include "tools/volume/DicomSeries.h"
-#include "tools/volume/FileFormat.h"
 #include "tools/volume/dicom/Frame.h"
+#include "tools/volume/formatTable.h"
 
 #include <gdcmMediaStorage.h>
 
@@ -38,7 +38,7 @@ struct Scan {
 /// Slices have their own extension, none, or a number of a series; other files lie beside them.
 bool isNamedLikeASlice(fs::path const& file) {
   std::string const extension = file.extension().string();
-  return extension.empty() || parseInteger(extension.substr(1)) || formatOf(file) == FileFormat::dicom;
+  return extension.empty() || parseInteger(extension.substr(1)) || formatOf(file) == &dicomFormat;
 }
 
 /// Whether a file without a header that can be read may be a slice all the same: unreadable and empty files
