@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
     fillClosedStreams();
     endOnInterruption();
     std::signal(SIGPIPE, SIG_IGN);  // a reader that went away is an error of writing
+    std::signal(SIGXFSZ, SIG_IGN);  // and so is a file that may not grow
     ExitCode code = ExitCode::success;
     if (auto const options = parseOptions(argc, argv, std::cout)) code = run(*options, std::cout, std::cerr);
     requirePrinted(std::cout);

@@ -47,3 +47,10 @@ run(${WORK}/build/example)
 if(NOT printed STREQUAL expected)
   message(FATAL_ERROR "the example of ${README} prints\n${printed}instead of\n${expected}")
 endif()
+
+# The tool starts where its prefix is moved to, without anything that tells it where the libraries are.
+if(EXISTS ${prefix}/bin/lorb-distance)
+  file(RENAME ${prefix} ${WORK}/moved)
+  run(env -u LD_LIBRARY_PATH ${WORK}/moved/bin/lorb-distance --self-test)
+  file(RENAME ${WORK}/moved ${prefix})
+endif()

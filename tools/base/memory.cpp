@@ -94,6 +94,12 @@ std::uint64_t availableMemory() {
 }
 
 std::uint64_t peakMemory() {
+  // What getrusage tells includes what the process held before it became this program.
+  std::ifstream file("/proc/self/status");
+  for (std::string name; file >> name; file.ignore(4096, '\n')) {
+    std::uint64_t kibibytes;
+    if (name == "VmHWM:" && file >> kibibytes) return kibibytes * 1024;
+  }
   rusage usage;
   getrusage(RUSAGE_SELF, &usage);
   return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;

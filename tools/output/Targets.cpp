@@ -44,6 +44,18 @@ fs::path placeOf(fs::path const& target) {
   return (error ? folder : canonical) / place.filename();
 }
 
+/// Gives a file the owner and the mode of another, as far as this process may. A mode for somebody else is
+/// not taken over: it would let in whom the owner did not mean.
+void takeAfter(fs::path const& file, struct stat const& other) {
+  bool const sameOwner = chown(file.c_str(), other.st_uid, other.st_gid) == 0;
+  struct stat own;
+  if (!sameOwner && (stat(file.c_str(), &own) != 0 || own.st_gid != other.st_gid)) {
+    chmod(file.c_str(), other.st_mode & 0700U);
+  } else {
+    chmod(file.c_str(), other.st_mode & 0777U);
+  }
+}
+
 std::string stagedName(std::size_t number, fs::path const& target) {
   std::string const known = isStandardStream(target)
                                 ? std::string(standardOutputFormat().extensions[0].oneFile)
@@ -122,6 +134,7 @@ void Targets::claim(fs::path const& target, fs::path const& place) const {
 
 void Targets::move(Target const& target) const {
   fs::path const &file = target.file.path, &place = target.place;
+  if (auto const replaced = statusOf(place)) takeAfter(file, *replaced);
   if ((replace_ ? rename(file.c_str(), place.c_str()) : renameToNew(file, place)) == 0) return;
   if (errno == EEXIST) refuse(target.file.target, "exists; expected a new name or --force");
   refuse(target.file.target, "can't be put in place: " + std::generic_category().message(errno));
