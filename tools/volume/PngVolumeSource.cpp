@@ -105,6 +105,7 @@ class PngVolumeSource : public VolumeSource {
     header_.type = slice_.bits == 16 ? typeUInt16 : typeUInt8;
     header_.extents = {slice_.width, slice_.height, files.size()};
     header_.geometry.spacing = {spacingOf(slice_.perMetreX), spacingOf(slice_.perMetreY), 1.0};
+    header_.spacingKnown = {slice_.perMetreX > 0, slice_.perMetreY > 0, false};
     header_.inPatient = false;
   }
 

@@ -6,6 +6,7 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -122,12 +123,12 @@ std::optional<double> millimetresOfResolution(TIFF* file, std::optional<ImageJDe
   return imageJ ? millimetresIn(imageJ->unit) : std::nullopt;
 }
 
-/// Millimetres a pixel; 1 where the file says nothing that makes sense.
-double spacingOf(TIFF* file, std::uint32_t tag, std::optional<double> millimetres) {
+/// Millimetres a pixel; nothing where the file says nothing that makes sense.
+std::optional<double> spacingOf(TIFF* file, std::uint32_t tag, std::optional<double> millimetres) {
   float perUnit = 0.0F;
-  if (!millimetres || TIFFGetField(file, tag, &perUnit) == 0) return 1.0;
+  if (!millimetres || TIFFGetField(file, tag, &perUnit) == 0) return std::nullopt;
   double const spacing = *millimetres / static_cast<double>(perUnit);
-  return std::isfinite(spacing) && spacing > 0.0 ? spacing : 1.0;
+  return std::isfinite(spacing) && spacing > 0.0 ? std::optional(spacing) : std::nullopt;
 }
 
 std::optional<ImageJDescription> imageJDescriptionOf(TIFF* file) {
@@ -309,9 +310,13 @@ class TiffVolumeSource : public VolumeSource {
     auto const millimetres = millimetresOfResolution(file, imageJ);
     auto const depthUnit =
         imageJ && !imageJ->depthUnit.empty() ? millimetresIn(imageJ->depthUnit) : millimetres;
-    header_.geometry.spacing = {spacingOf(file, TIFFTAG_XRESOLUTION, millimetres),
-                                spacingOf(file, TIFFTAG_YRESOLUTION, millimetres),
-                                imageJ && imageJ->spacing && depthUnit ? *imageJ->spacing * *depthUnit : 1.0};
+    std::array<std::optional<double>, 3> spacing = {spacingOf(file, TIFFTAG_XRESOLUTION, millimetres),
+                                                    spacingOf(file, TIFFTAG_YRESOLUTION, millimetres)};
+    if (imageJ && imageJ->spacing && depthUnit) spacing[2] = *imageJ->spacing * *depthUnit;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+      header_.geometry.spacing[axis] = spacing[axis].value_or(1.0);
+      header_.spacingKnown[axis] = spacing[axis].has_value();
+    }
     header_.inPatient = false;
   }
 

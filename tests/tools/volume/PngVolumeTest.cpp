@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <array>
 #include <cstdio>
 
 namespace lorb::tools {
@@ -109,8 +110,10 @@ TEST(PngVolume, TakesItsSpacingFromTheFile) {
   TemporaryFolder const folder;
   writePng(folder / "a.png", {.perMetreX = 2000, .perMetreY = 4000});
   EXPECT_EQ(openVolume(folder / "a.png")->header().geometry.spacing, (Vector3{0.5, 0.25, 1}));
+  EXPECT_EQ(openVolume(folder / "a.png")->header().spacingKnown, (std::array{true, true, false}));
   writePng(folder / "a.png", {});
   EXPECT_EQ(openVolume(folder / "a.png")->header().geometry.spacing, (Vector3{1, 1, 1}));
+  EXPECT_EQ(openVolume(folder / "a.png")->header().spacingKnown, (std::array{false, false, false}));
   EXPECT_FALSE(openVolume(folder / "a.png")->header().inPatient);
 }
 

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
+#include <array>
 #include <memory>
 
 namespace lorb::tools {
@@ -201,6 +202,9 @@ TEST(TiffVolume, TakesTheSpacingThatImageJTells) {
              .perUnitY = 4};
   writePages(path, plain, 2);
   EXPECT_EQ(spacingOf(path), (Vector3{5, 2.5, 1})) << "not a text of ImageJ's";
+  EXPECT_EQ(openVolume(path)->header().spacingKnown, (std::array{true, true, false}));
+  writePages(path, {}, 2);
+  EXPECT_EQ(openVolume(path)->header().spacingKnown, (std::array{false, false, false}));
 }
 
 TEST(TiffVolume, PicksAmongTheVolumesOfImageJ) {
