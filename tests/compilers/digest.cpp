@@ -6,10 +6,14 @@
 
 #include <reference/randomVolumes.h>
 #include <tests/ElementTypes.h>
-#include <tests/dataset/expectedConversion.h>
 
 #include <cstdio>
+#include <cstring>
+#include <limits>
 #include <memory>
+#include <random>
+#include <type_traits>
+#include <vector>
 
 namespace {
 
@@ -68,10 +72,38 @@ void maps() {
   generic.print("generic");
 }
 
+/// Numbers around the powers of two, and any bits. Computed in integers and doubles, which are the same
+/// everywhere.
+template <class T>
+std::vector<T> numbers() {
+  std::vector<T> values;
+  std::mt19937_64 random(7);
+  for (int k = 0; k < 64; ++k) {
+    unsigned long const power = 1UL << k;
+    for (unsigned long const number : {power - 1, power, power + 1, 0 - power, ~power, random()}) {
+      if constexpr (std::is_floating_point_v<T>) {
+        auto const base = static_cast<T>(static_cast<double>(number));
+        for (double const part : {-0.5, -0.25, 0.0, 0.25, 0.5}) {
+          values.push_back(static_cast<T>(static_cast<double>(base) + part));
+          values.push_back(-values.back());
+        }
+      } else {
+        values.push_back(static_cast<T>(number));
+      }
+    }
+  }
+  if constexpr (std::is_floating_point_v<T>) {
+    using limits = std::numeric_limits<T>;
+    values.insert(values.end(), {limits::infinity(), -limits::infinity(), limits::quiet_NaN(), limits::max(),
+                                 limits::lowest(), limits::denorm_min(), T(-0.0)});
+  }
+  return values;
+}
+
 void conversions() {
   Digest digest;
   lorb::test::forEachElementType([&]<class From>(std::type_identity<From>) {
-    auto const values = lorb::test::edgeValues<From>();
+    auto const values = numbers<From>();
     TImageDataset<From, 3> volume({values.size(), 1, 1});
     std::copy(values.begin(), values.end(), volume.pages[0].data.begin());
     lorb::test::forEachElementType([&]<class To>(std::type_identity<To>) {
