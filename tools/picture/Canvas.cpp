@@ -105,7 +105,7 @@ void Canvas::outline(Rectangle const& rectangle, Colour colour, double lineWidth
   outline(corners(rectangle), colour, lineWidth);
 }
 
-void Canvas::stroke(std::vector<Segment> const& segments, Colour colour, double lineWidth,
+void Canvas::stroke(std::vector<LineSegment> const& segments, Colour colour, double lineWidth,
                     Rectangle const& bounds) {
   cairo_t* const context = context_.get();
   cairo_save(context);

@@ -34,7 +34,8 @@ class Canvas {
   void outline(Rectangle const& rectangle, Colour colour, double lineWidth);
 
   /// All as one line, so that it doesn't darken where segments meet; nothing outside `bounds`.
-  void stroke(std::vector<Segment> const& segments, Colour colour, double lineWidth, Rectangle const& bounds);
+  void stroke(std::vector<LineSegment> const& segments, Colour colour, double lineWidth,
+              Rectangle const& bounds);
 
   /// One line of UTF-8 with its baseline at y.
   void text(Point const& at, std::string const& line, Align align, double size, Colour colour);

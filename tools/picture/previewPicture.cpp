@@ -191,8 +191,8 @@ class Picture {
   void drawContour(std::size_t k, Rectangle const& panel) {
     SliceGrid const& map = content_.maps[k];
     double const perColumn = panel.width / map.width, perRow = panel.height / map.height;
-    std::vector<Segment> segments = zeroContour(map);
-    for (Segment& segment : segments) {
+    std::vector<LineSegment> segments = zeroContour(map);
+    for (LineSegment& segment : segments) {
       for (Point* const end : {&segment.from, &segment.to}) {
         *end = {panel.x + end->x * perColumn, panel.y + end->y * perRow};
       }

@@ -32,7 +32,7 @@ bool below(double value) {
   return value < 0;
 }
 
-void addSegments(Square const& square, std::vector<Segment>& segments) {
+void addSegments(Square const& square, std::vector<LineSegment>& segments) {
   bool const corner = below(square.upperLeft);
   bool const top = corner != below(square.upperRight);
   bool const left = corner != below(square.lowerLeft);
@@ -57,8 +57,8 @@ void addSegments(Square const& square, std::vector<Segment>& segments) {
 
 }  // namespace
 
-std::vector<Segment> zeroContour(SliceGrid const& grid) {
-  std::vector<Segment> segments;
+std::vector<LineSegment> zeroContour(SliceGrid const& grid) {
+  std::vector<LineSegment> segments;
   for (int j = -1; j < grid.height; ++j) {
     for (int i = -1; i < grid.width; ++i) {
       Square const square{i + 0.5,

@@ -12,7 +12,7 @@ struct Point {
 };
 
 /// A straight piece of a line.
-struct Segment {
+struct LineSegment {
   Point from, to;
 };
 
@@ -22,6 +22,6 @@ struct Segment {
 /// Nielson, B. Hamann, "The asymptotic decider: resolving the ambiguity in marching cubes", 1991,
 /// doi:10.1109/VISUAL.1991.175782). The outer samples go on beyond the edge, so that the line reaches it and
 /// exists in grids of one column or row. There is no line next to NaN and infinite samples.
-std::vector<Segment> zeroContour(SliceGrid const& grid);
+std::vector<LineSegment> zeroContour(SliceGrid const& grid);
 
 }  // namespace lorb::tools

@@ -12,15 +12,15 @@ SliceGrid grid(int width, int height, std::vector<float> samples) {
   return {width, height, std::move(samples)};
 }
 
-double length(std::vector<Segment> const& segments) {
+double length(std::vector<LineSegment> const& segments) {
   double sum = 0;
   for (auto const& [a, b] : segments) sum += std::hypot(a.x - b.x, a.y - b.y);
   return sum;
 }
 
-bool contains(std::vector<Segment> const& segments, Point p, Point q) {
+bool contains(std::vector<LineSegment> const& segments, Point p, Point q) {
   auto const same = [](Point a, Point b) { return std::hypot(a.x - b.x, a.y - b.y) < 1e-9; };
-  return std::any_of(segments.begin(), segments.end(), [&](Segment const& s) {
+  return std::any_of(segments.begin(), segments.end(), [&](LineSegment const& s) {
     return (same(s.from, p) && same(s.to, q)) || (same(s.from, q) && same(s.to, p));
   });
 }
@@ -33,7 +33,7 @@ TEST(ZeroContour, FollowsACircle) {
     }
   }
   auto const segments = zeroContour(circle);
-  for (Segment const& s : segments) {
+  for (LineSegment const& s : segments) {
     EXPECT_NEAR(std::hypot(s.from.x - 20.3, s.from.y - 19.1), 12.0, 0.02);
     EXPECT_NEAR(std::hypot(s.to.x - 20.3, s.to.y - 19.1), 12.0, 0.02);
   }
