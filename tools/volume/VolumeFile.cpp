@@ -84,9 +84,9 @@ void writeInOnePiece(Volume const& volume, VoxelWriter& writer) {
 
 std::unique_ptr<VoxelWriter> openVoxelWriter(StagedFile const& file, VolumeHeader const& header,
                                              bool compressed, int compression) try {
+  if (header.type == typeBool) throw OutputError("no file format stores elements of type Bool");
   VolumeFormat const& format = *formatOf(file.path);
   if (format.head == nullptr) return nullptr;
-  if (header.type == typeBool) throw OutputError("no file format stores elements of type Bool");
   return std::make_unique<VoxelWriter>(file.path, format.head(file.path, header, compressed), header.extents,
                                        bytesOf(header.type), compression);
 } catch (OutputError const& error) {
