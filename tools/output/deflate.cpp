@@ -4,7 +4,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -70,7 +69,7 @@ LastBlock lastBlock(Bytes const& stream, std::span<std::byte const> part) {
     if (inflate(&state, Z_BLOCK) != Z_OK || (state.data_type & atBlockEnd) == 0) refuse();
     block.end = std::uint64_t{8} * state.total_in - unsigned(state.data_type & unusedBits);
   } while ((state.data_type & isLast) == 0);
-  if (state.total_out != part.size() || std::memcmp(unfolded.data(), part.data(), part.size()) != 0) refuse();
+  if (state.total_out != part.size() || !std::equal(part.begin(), part.end(), unfolded.begin())) refuse();
   return block;
 }
 

@@ -136,7 +136,9 @@ TEST(SearchTest, PartsOfABlockAreWrittenAlone) {
   std::mt19937 random(9);
   auto const table = rootTable();
   Block const block(20, 10, 30, random);
-  for (auto const& [begin, end] : {std::pair(0, 1), {3, 64}, {63, 64}, {0, 33}, {17, 18}}) {
+  for (auto const& columns : {std::pair(0, 1), {3, 64}, {63, 64}, {0, 33}, {17, 18}}) {
+    int const begin = columns.first,
+              end = columns.second;  // clang 14 keeps structured bindings out of lambdas
     reference::onEveryTarget([&] {
       if (kernels() == nullptr) return;
       SearchMemory const memory(block.rows);

@@ -84,7 +84,7 @@ TEST_P(CompressedBytesOf, WholeData) {
 TEST_P(CompressedBytesOf, AnyOrder) {
   std::string const text = sampleText();
   auto const source = openCompressedBytes(file(compressed(text, GetParam()), text.size()));
-  for (std::size_t const begin : {300000, 0, 299990, 5, 500000}) {
+  for (std::size_t const begin : {300000U, 0U, 299990U, 5U, 500000U}) {
     EXPECT_EQ(readFrom(*source, begin, 20), text.substr(begin, 20));
   }
 }

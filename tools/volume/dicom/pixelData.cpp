@@ -20,8 +20,8 @@ constexpr std::string_view implicitLittleEndian = "1.2.840.10008.1.2",
                            explicitBigEndian = "1.2.840.10008.1.2.2", encapsulated = "1.2.840.10008.1.2.4.",
                            video = "1.2.840.10008.1.2.4.10", runLengths = "1.2.840.10008.1.2.5";
 
-constexpr std::uint32_t undefinedLength = 0xffffffff, itemTag = 0xe000fffe, endOfSequence = 0xe0ddfffe,
-                        pixelTag = 0x00107fe0, bigEndianPixelTag = 0x1000e07f;
+constexpr std::uint32_t itemTag = 0xe000fffe, endOfSequence = 0xe0ddfffe, pixelTag = 0x00107fe0,
+                        bigEndianPixelTag = 0x1000e07f;
 
 /// Numbers of a file in little-endian order, as this tool's systems have them.
 class FileNumbers {
