@@ -84,7 +84,8 @@ bool TypedWriter::holds(int sliceWidth, int sliceHeight, std::int64_t end) const
 bool TypedWriter::isPlainFloatGrid(std::int64_t end) const {
   auto const& extents = target_->extents;
   auto const within = [&](std::int64_t size, int axis) {
-    return size >= 0 && static_cast<std::uint64_t>(size) <= extents[static_cast<std::size_t>(axis)];
+    return static_cast<std::uint64_t>(size) <=
+           extents[static_cast<std::size_t>(axis)];  // negative ones are huge
   };
   return !target_->pages.empty() && target_->pages[0].extents == extents && within(width, axes_.i) &&
          within(height, axes_.j) && within(end, axes_.slice);

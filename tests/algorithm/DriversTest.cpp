@@ -64,6 +64,15 @@ TEST(DriversTest, HighSlicesEqualTheLiteralProcedureNearAndFar) {
   Transform().computeTwoSided(&input, &output);
   reference::literalTransform(input, expected, Transform::planeXY);
   EXPECT_TRUE(reference::sameBits(output, expected));
+
+  TImageDataset<short, 3> turned({3, 3, 4200});
+  for (std::uint64_t z = 0; z < 4200; z += 30) turned(z / 30 % 3, z / 30 % 2, z) = 1;
+  TImageDataset<float, 3> map(turned.extents), literal(turned.extents);
+  Transform transform;
+  transform.setPlane(Transform::planeXZ);
+  transform.computeTwoSided(&turned, &map);
+  reference::literalTransform(turned, literal, Transform::planeXZ);
+  EXPECT_TRUE(reference::sameBits(map, literal));
 }
 
 TEST(DriversTest, LargeVolumesAreFilledAsSmallOnesAre) {
@@ -195,7 +204,11 @@ TEST(DriversTest, TheInsideKernelWritesAlsoWhereTheOutputsViewHasNoExtent) {
                                          Transform::IsliceXY<float>{&output, width, height, 1, 0}, 0);
     for (std::size_t k = 0; k < 9; ++k) EXPECT_EQ(output.voxels()[k], k == 4 ? -1.0F : 1.0F) << k;
   }
-  // Outputs that lack the voxels are left alone.
+  // Outputs that lack the voxels are left alone, as are slices before the first.
+  auto before = reference::untouchedOutput({3, 3, 1});
+  Transform().computeAllSlicesTwoSided(Transform::CIsliceXY<short>{&input, 3, 3, 1, 0},
+                                       Transform::IsliceXY<float>{&before, 0, 3, 1, -1});
+  EXPECT_TRUE(reference::sameBits(before, reference::untouchedOutput({3, 3, 1})));
   for (reference::Extents const& extents : {reference::Extents{0, 3, 1}, {3, 0, 1}, {0, 0, 0}}) {
     TImageDataset<float, 3> output(extents);
     Transform().computeTwoSidedT(&input, &output);

@@ -35,7 +35,6 @@ AcrossSheets::AcrossSheets(SliceReader& in, SliceWriter& out, std::int64_t slice
       roots_{squareRoots, in.width * in.width + in.height * in.height} {}
 
 void AcrossSheets::compute(std::int64_t first, std::int64_t end, std::int64_t firstOut) {
-  if (first >= end) return;
   VoxelGrid const grid = *out_.grid();
   // The writer's voxels are floats that may be written.
   float* const target = static_cast<float*>(const_cast<void*>(grid.voxels)) + grid.indexOf(firstOut, 0, 0);

@@ -19,7 +19,7 @@ class AcrossSheets {
   /// Throws `std::bad_alloc`.
   AcrossSheets(SliceReader& in, SliceWriter& out, std::int64_t slices, float const* squareRoots);
 
-  /// Computes the slices from `first` up to `end`, at most as many as announced.
+  /// Computes the slices from `first` up to `end`: at least one, and at most as many as announced.
   void compute(std::int64_t first, std::int64_t end, std::int64_t firstOut);
 
  private:

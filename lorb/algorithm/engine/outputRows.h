@@ -27,9 +27,8 @@ inline OutputRows outputRows(float const* first, std::size_t strideA, std::size_
   return {alike ? static_cast<int>(phase) : 0, alike && count * sizeof(float) >= cachedBytes};
 }
 
-/// Columns `begin` to `end` − 1 of a block as bits.
+/// Columns `begin` to `end` − 1 of a block, at least one, as bits.
 inline std::uint64_t columnBits(int begin, int end) {
-  if (begin >= end) return 0;
   return ~std::uint64_t{0} >> (64 - (end - begin)) << begin;
 }
 
